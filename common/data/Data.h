@@ -49,7 +49,7 @@ enum class DataType : uint8_t {
 };
 
 class PWR_API Data {
-public:
+  public:
     Data();
     explicit Data(DataType type);
     Data(const int64_t& value);
@@ -74,9 +74,7 @@ public:
     DataType getType() const { return m_type; }
     bool isSet() const { return m_set; }
     bool isValid() const { return m_valid; }
-    bool isNumeric() const {
-        return m_type >= DataType::INT && m_type <= DataType::REAL_RANGE;
-    }
+    bool isNumeric() const { return m_type >= DataType::INT && m_type <= DataType::REAL_RANGE; }
     // Clears the valid flag only.
     void invalidate() { m_valid = false; }
 
@@ -123,11 +121,11 @@ public:
     bool operator>(const Data& other) const;
     bool operator>=(const Data& other) const;
 
-protected:
+  protected:
     // Makes the value an unset value of type t (dropping any custom formatter).
     void init_i(DataType type);
 
-private:
+  private:
     friend class DataHelper;
     friend class IntHelper;
     friend class UIntHelper;
@@ -143,6 +141,9 @@ private:
     bool acceptScalar_i(DataType type);
     // Checks the exact type for the range and handle setters.
     bool acceptExact_i(DataType type);
+    // Whether a getter of type wanted may read: warns (message) on another
+    // type; false without a word when unset or invalid.
+    bool readable_i(DataType wanted, const char* message) const;
 
     union Payload {
         int64_t i[2];

@@ -19,7 +19,7 @@ namespace pwr {
 class Data;
 
 class PWR_API Formatter {
-public:
+  public:
     explicit Formatter(int width = 0);
     Formatter(const std::string& suffix, bool hex, int width, int precision);
     virtual ~Formatter();
@@ -49,7 +49,7 @@ public:
     // Right-aligns text in a field of width blanks; longer text stays whole.
     static int widen(std::string& text, int width);
 
-private:
+  private:
     std::string m_suffix;
     bool m_hex;
     int m_width;
@@ -57,7 +57,7 @@ private:
 };
 
 class PWR_API IntFormatter : public Formatter {
-public:
+  public:
     explicit IntFormatter(int width = 0, bool hex = false);
     IntFormatter(const std::string& suffix, int width, bool hex);
     int format(std::string& out, const Data& value) const override;
@@ -65,7 +65,7 @@ public:
 };
 
 class PWR_API UIntFormatter : public Formatter {
-public:
+  public:
     explicit UIntFormatter(int width = 0, bool hex = false);
     UIntFormatter(const std::string& suffix, int width, bool hex);
     int format(std::string& out, const Data& value) const override;
@@ -73,7 +73,7 @@ public:
 };
 
 class PWR_API RealFormatter : public Formatter {
-public:
+  public:
     explicit RealFormatter(int width = 0, int precision = 1);
     RealFormatter(const std::string& suffix, int width, int precision);
     int format(std::string& out, const Data& value) const override;
@@ -81,14 +81,14 @@ public:
 };
 
 class PWR_API StringFormatter : public Formatter {
-public:
+  public:
     explicit StringFormatter(int width = 0);
     int format(std::string& out, const Data& value) const override;
     Formatter* clone() const override;
 };
 
 class PWR_API HandleFormatter : public Formatter {
-public:
+  public:
     explicit HandleFormatter(int width = 0);
     int format(std::string& out, const Data& value) const override;
     Formatter* clone() const override;
@@ -96,7 +96,7 @@ public:
 
 // The formatter of NONE values: prints "INVALID" after a warning.
 class PWR_API VoidFormatter : public Formatter {
-public:
+  public:
     VoidFormatter();
     int format(std::string& out, const Data& value) const override;
     Formatter* clone() const override;

@@ -17,56 +17,56 @@
 namespace pwr {
 
 class PWR_API ProcessDescription : public Description {
-public:
+  public:
     ProcessDescription(uint32_t pid, const std::string& name);
     uint32_t getPid() const { return m_pid; }
 
-private:
+  private:
     uint32_t m_pid;
 };
 
 class PWR_API ThreadDescription : public Description {
-public:
+  public:
     ThreadDescription(uint32_t tid, uint32_t pid, const std::string& name);
     uint32_t getTid() const { return m_tid; }
     uint32_t getPid() const { return m_pid; }
 
-private:
+  private:
     uint32_t m_tid;
     uint32_t m_pid;
 };
 
 class PWR_API Process : public DataHandle {
-public:
+  public:
     static const Process* create(const ProcessDescription& description);
     uint32_t getPid() const { return m_pid; }
 
-private:
+  private:
     explicit Process(const ProcessDescription& description);
     uint32_t m_pid;
 };
 
 class PWR_API Thread : public DataHandle {
-public:
+  public:
     static const Thread* create(const ThreadDescription& description);
     uint32_t getTid() const { return m_tid; }
     uint32_t getPid() const { return m_pid; }
 
-private:
+  private:
     explicit Thread(const ThreadDescription& description);
     uint32_t m_tid;
     uint32_t m_pid;
 };
 
 class PWR_API NameValuePair : public DataHandle {
-public:
+  public:
     // valueDesc (what this value means) becomes the handle's name, infoName
     // (what kind of information it is) its field name.
     static const NameValuePair* create(unsigned int value, const std::string& infoName,
                                        const std::string& valueDesc);
     unsigned int getValue() const { return m_value; }
 
-private:
+  private:
     NameValuePair(unsigned int value, const Description& description);
     unsigned int m_value;
 };
