@@ -4,11 +4,18 @@
 // name, field name, short name, description and header, and the kind of
 // description. Handles copy the strings; a Description is an ordinary value
 // that the caller owns.
+//
+// The subclasses add what their handles need besides the strings: the
+// attribute values of a state, an event or a data descriptor (copied into
+// the handle), and the attributes that the values of a field are expected to
+// carry. Event and data descriptor descriptions also compute the key under
+// which the registry finds equal handles again.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
+#include "common/data/AttributeValueManager.h"
 #include "common/runtime/Export.h"
 
 namespace pwr {
@@ -56,6 +63,69 @@ class PWR_API Description {
     std::string m_description;
     std::string m_header;
     DescriptionType m_type;
+};
+
+// A field (a table column that is not a state), with the attributes its
+// values are expected to carry.
+class PWR_API FieldDescription : public Description {
+  public:
+    FieldDescription(const std::string& name, const std::string& shortName);
+
+    // Appends an expected attribute: 0, or 1 with a warning for null.
+    int addAttribute(const Attribute* attribute) { return m_expected.addAttribute(attribute); }
+    const ExpectedAttributeManager& getExpectedAttributes() const { return m_expected; }
+
+  private:
+    ExpectedAttributeManager m_expected;
+};
+
+// A state, with the attribute values that State::create copies into it.
+class PWR_API StateDescription : public Description {
+  public:
+    StateDescription(const std::string& name, const std::string& shortName);
+
+    // Adds a value for attribute. With replace set, a value that the
+    // attribute already has is overwritten in its place, so that the state
+    // carries one value per attribute however often a producer refines it;
+    // without, the value is appended as a further entry (lookups find the
+    // newest). 0, or 1 with a warning for a null attribute.
+    int addAttributeValue(const Attribute* attribute, const Data& value, bool replace);
+    const AttributeValueManager& getAttributeValues() const { return m_values; }
+
+  private:
+    AttributeValueManager m_values;
+};
+
+// An event. Event::create returns one event for all descriptions with equal
+// names and equal attribute values.
+class PWR_API EventDescription : public Description {
+  public:
+    EventDescription(const std::string& name, const std::string& shortName);
+
+    // Appends a value: 0, or 1 with a warning for a null attribute.
+    int addAttributeValue(const Attribute* attribute, const Data& value);
+    const AttributeValueManager& getAttributeValues() const { return m_values; }
+    // "name-shortName", then "-id-value" per attribute value in insertion
+    // order. Equal events have equal keys; unequal ones may share a key when
+    // their values print alike.
+    std::string getKey() const;
+
+  private:
+    AttributeValueManager m_values;
+};
+
+// What a sample is about: the description of a DataDescriptor, with the same
+// key and attribute values as an event.
+class PWR_API DataDescriptorBuilder : public Description {
+  public:
+    DataDescriptorBuilder(const std::string& name, const std::string& shortName);
+
+    int addAttributeValue(const Attribute* attribute, const Data& value);
+    const AttributeValueManager& getAttributeValues() const { return m_values; }
+    std::string getKey() const;
+
+  private:
+    AttributeValueManager m_values;
 };
 
 }  // namespace pwr

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "common/data/AttributeValueManager.h"
 #include "common/data/DataHandle.h"
 #include "common/runtime/Export.h"
 
@@ -20,7 +21,7 @@ class TNode;
 class DataHandleProvider;
 class IdAnnouncer;
 
-class PWR_API EntityHandle : public DataHandle {
+class PWR_API EntityHandle : public DataHandle, public AttributeValueManager {
   public:
     ~EntityHandle() override;
 

@@ -21,7 +21,6 @@ namespace pwr {
 enum class UniqueIdType : uint8_t {
     QUANTITY = 0,
     DATA_HANDLE = 1,
-    ATTRIBUTE = 2,
 };
 
 class PWR_API UniqueId {

@@ -23,7 +23,7 @@ class Probe : public UniqueId {
         return p;
     }
     ~Probe() override { destroyed().push_back(getId()); }
-    UniqueIdType getIdType() const override { return UniqueIdType::ATTRIBUTE; }
+    UniqueIdType getIdType() const override { return UniqueIdType::QUANTITY; }
 };
 
 class RecordingAnnouncer : public IdAnnouncer {
