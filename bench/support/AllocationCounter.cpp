@@ -9,7 +9,9 @@ std::atomic<uint64_t> g_allocations{0};
 }
 
 namespace vantry::bench {
-uint64_t allocationCount() { return g_allocations.load(std::memory_order_relaxed); }
+uint64_t allocationCount() {
+    return g_allocations.load(std::memory_order_relaxed);
+}
 }  // namespace vantry::bench
 
 void* operator new(std::size_t size) {
@@ -20,8 +22,18 @@ void* operator new(std::size_t size) {
     throw std::bad_alloc();
 }
 
-void* operator new[](std::size_t size) { return operator new(size); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+void* operator new[](std::size_t size) {
+    return operator new(size);
+}
+void operator delete(void* p) noexcept {
+    std::free(p);
+}
+void operator delete[](void* p) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+    std::free(p);
+}
+void operator delete[](void* p, std::size_t) noexcept {
+    std::free(p);
+}

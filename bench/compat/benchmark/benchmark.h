@@ -15,7 +15,7 @@
 namespace benchmark {
 
 class Counter {
-public:
+  public:
     enum Flags { kDefaults = 0, kIsRate = 1, kAvgIterations = 2 };
     Counter(double v = 0.0, Flags f = kDefaults) : value(v), flags(f) {}
     double value;
@@ -23,7 +23,7 @@ public:
 };
 
 class State {
-public:
+  public:
     explicit State(uint64_t iterations) : m_iterations(iterations) {}
 
     // A class type, so that "for (auto _ : state)" raises no unused warning.
@@ -59,7 +59,9 @@ template <class T>
 inline void DoNotOptimize(const T& value) {
     asm volatile("" : : "m"(value) : "memory");
 }
-inline void ClobberMemory() { asm volatile("" : : : "memory"); }
+inline void ClobberMemory() {
+    asm volatile("" : : : "memory");
+}
 
 namespace internal {
 
@@ -119,8 +121,10 @@ inline int runAll() {
 
 #define BENCHMARK_CONCAT2(a, b) a##b
 #define BENCHMARK_CONCAT(a, b) BENCHMARK_CONCAT2(a, b)
-#define BENCHMARK(fn)                                                                \
+#define BENCHMARK(fn)                                                               \
     static int BENCHMARK_CONCAT(benchmark_registered_, __LINE__) [[maybe_unused]] = \
         ::benchmark::internal::add(#fn, fn)
-#define BENCHMARK_MAIN() \
-    int main() { return ::benchmark::internal::runAll(); }
+#define BENCHMARK_MAIN()                        \
+    int main() {                                \
+        return ::benchmark::internal::runAll(); \
+    }
