@@ -1,10 +1,17 @@
 #include "common/data/EntityHandle.h"
 
 #include <algorithm>
+#include <exception>
 #include <map>
+#include <vector>
 
 #include "common/data/IdManager.h"
 #include "common/runtime/Log.h"
+// The topology entities are built from the system record of the serialize
+// layer. Both are parts of this library, so the source may include it; the
+// public header only forward-declares the record and stays free of it.
+#include "common/serialize/SystemMetadata.h"
+#include "common/serialize/TopTree.h"
 
 namespace pwr {
 
@@ -140,6 +147,150 @@ int EntityHandle::getCPUCoreCount() {
 }
 int EntityHandle::getCPUThreadCount() {
     return count(&IdManager::threads);
+}
+
+namespace {
+
+// The lookup table of a level, or null for levels without one.
+std::map<int, EntityHandle*>* levelTable(IdManager& m, top_node_type type) {
+    switch (type) {
+        case top_node_type::Package:
+            return &m.packages;
+        case top_node_type::Module:
+            return &m.modules;
+        case top_node_type::Core:
+            return &m.cores;
+        case top_node_type::Thread:
+            return &m.threads;
+        default:
+            return nullptr;
+    }
+}
+
+void clearTopologyLookups(IdManager& m) {
+    m.topologyInitialized = false;
+    m.packages.clear();
+    m.modules.clear();
+    m.cores.clear();
+    m.threads.clear();
+    m.nodes.clear();
+}
+
+// The child of parent with this name, made when there is none: building the
+// same topology again reuses the entities (and ids) it made before.
+EntityHandle* childNamed(EntityHandle* parent, const std::string& name) {
+    for (EntityHandle* child : parent->getChildren()) {
+        if (child->getName() == name) {
+            return child;
+        }
+    }
+    return EntityHandle::create(name, parent);
+}
+
+// The entity of node and of its subtree. levelIndex holds each node's
+// position among the nodes of its level (the key of the lookup tables).
+bool addNodeEntities(IdManager& m, const TNode& node,
+                     const std::map<const TNode*, int>& levelIndex) {
+    EntityHandle* parent = m.cpu;
+    if (node.getParent() != nullptr) {
+        const auto it = m.nodes.find(node.getParent());
+        if (it == m.nodes.end()) {
+            pwLog(PW_WARNING, "WARNING: Topology is broken");
+            return false;
+        }
+        parent = it->second;
+    }
+    const std::string name = node.getName();
+    pwLog(PW_INFO, "INFO: node name = %s\n", name.c_str());
+    EntityHandle* entity = childNamed(parent, name);
+    pwLog(PW_INFO, "INFO: NODE %p maps to ENTITY %p\n", static_cast<const void*>(&node),
+          static_cast<const void*>(entity));
+    m.nodes[&node] = entity;
+    std::map<int, EntityHandle*>* table = levelTable(m, node.getType());
+    const auto index = levelIndex.find(&node);
+    if (table != nullptr && index != levelIndex.end()) {
+        (*table)[index->second] = entity;
+    }
+    // In id order, whatever order the nodes were added in, so that entity
+    // ids follow the topology.
+    std::vector<const TNode*> children(node.begin(), node.end());
+    std::stable_sort(children.begin(), children.end(),
+                     [](const TNode* a, const TNode* b) { return a->getID() < b->getID(); });
+    for (const TNode* child : children) {
+        if (!addNodeEntities(m, *child, levelIndex)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+int buildTopologyEntities(IdManager& m, const SystemMetadata& system) {
+    bool built = false;
+    try {
+        if (m.system == nullptr) {
+            m.system = EntityHandle::create("SYSTEM", nullptr);
+        }
+        if (m.cpu == nullptr) {
+            m.cpu = EntityHandle::create("CPU", m.system);
+        }
+        const TopTree& tree = system.getCPUTopology();
+        std::map<const TNode*, int> levelIndex;
+        std::vector<const TNode*> nodes;
+        for (top_node_type type : {top_node_type::Package, top_node_type::Module,
+                                   top_node_type::Core, top_node_type::Thread}) {
+            tree.getAllNodesOfType(nodes, type);
+            for (size_t i = 0; i < nodes.size(); ++i) {
+                levelIndex[nodes[i]] = static_cast<int>(i);
+            }
+        }
+        tree.getAllPackages(nodes);
+        built = true;
+        for (const TNode* package : nodes) {
+            if (!addNodeEntities(m, *package, levelIndex)) {
+                built = false;
+                break;
+            }
+        }
+    } catch (const std::exception&) {
+        built = false;
+    }
+    if (!built) {
+        pwLog(PW_WARNING, "WARNING: Error processing topology\n");
+        clearTopologyLookups(m);
+        return -1;
+    }
+    m.topologyInitialized = true;
+    return 0;
+}
+
+IdManager* registryForTopology() {
+    IdManager* m = idManager();
+    if (m == nullptr) {
+        pwLog(PW_WARNING, "WARNING: ID Manager wasn't initialized!");
+    }
+    return m;
+}
+
+}  // namespace
+
+int DataHandleProvider::initTopology(const SystemMetadata& system) {
+    IdManager* m = registryForTopology();
+    if (m == nullptr) {
+        return -1;
+    }
+    if (m->topologyInitialized) {
+        return 0;
+    }
+    return buildTopologyEntities(*m, system);
+}
+
+int DataHandleProvider::resetTopology(const SystemMetadata& system) {
+    IdManager* m = registryForTopology();
+    if (m == nullptr) {
+        return -1;
+    }
+    clearTopologyLookups(*m);
+    return buildTopologyEntities(*m, system);
 }
 
 void DataHandleProvider::addStream(IdAnnouncer* stream) {

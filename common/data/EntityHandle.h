@@ -20,6 +20,9 @@ namespace pwr {
 class TNode;
 class DataHandleProvider;
 class IdAnnouncer;
+// The system record lives in a higher layer; the data layer only takes it by
+// reference here.
+class SystemMetadata;
 
 class PWR_API EntityHandle : public DataHandle, public AttributeValueManager {
   public:
@@ -68,8 +71,35 @@ class PWR_API EntityHandle : public DataHandle, public AttributeValueManager {
 
 // Builds the topology entities and attaches the writer stream that the
 // registry announces new objects to.
+//
+// The entity tree: "SYSTEM" at the root, "CPU" below it, and one entity per
+// node of the system record's CPU topology below that, named after the node
+// ("Package 0", "Core 1", "Thread 0") and placed under its parent node's
+// entity. Children are created in id order, so that entity ids (the order of
+// table rows) follow the topology.
+//
+// Lookups. EntityHandle::getCPUPackageHandle, getCPUModuleHandle,
+// getCPUCoreHandle and getCPUThreadHandle take the node's index among all
+// nodes of its level in key order, which is the unique id TopTree::setUniqueID
+// gives it (the system record numbers every tree it reads or builds): for a
+// thread its logical-processor index, for a core its index among all cores of
+// the machine. A node's own id is not unique (every core has a "Thread 0").
+// getCPUEntityHandle takes a node of the very record the entities were built
+// from, while that record lives.
+//
+// Threads: set-up only, on one thread, like the registry.
 class PWR_API DataHandleProvider {
   public:
+    // Builds the topology entities once. A second call does nothing and
+    // returns 0. Returns -1 with a warning when there is no registry or the
+    // topology cannot be processed.
+    static int initTopology(const SystemMetadata& system);
+    // Forgets the lookups and builds them again from system. SYSTEM, CPU and
+    // the entity of every node whose path (names from CPU down) existed
+    // before are reused, so reading the same topology again creates nothing;
+    // entities of nodes that are gone stay registered and in the tree (tables
+    // may refer to them) but leave the lookups.
+    static int resetTopology(const SystemMetadata& system);
     // New objects are announced to stream from now on (null stops it).
     static void addStream(IdAnnouncer* stream);
 };
