@@ -294,12 +294,7 @@ int DataHandleProvider::resetTopology(const SystemMetadata& system) {
 }
 
 void DataHandleProvider::addStream(IdAnnouncer* stream) {
-    IdManager* m = idManager();
-    if (m == nullptr) {
-        pwLog(PW_WARNING, "WARNING: ID Manager wasn't initialized!");
-        return;
-    }
-    m->stream = stream;
+    setAnnouncer_i(stream);
 }
 
 }  // namespace pwr

@@ -46,4 +46,9 @@ struct IdManager {
 // The registry, or null before UniqueId::initialize and after destroy.
 IdManager* idManager();
 
+// Attaches the writer stream that new objects are announced to. The host
+// may attach it before the registry exists: the registry made later picks
+// it up (and announces the built-in quantities through it).
+void setAnnouncer_i(IdAnnouncer* stream);
+
 }  // namespace pwr

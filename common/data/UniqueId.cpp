@@ -19,6 +19,7 @@ namespace {
 std::atomic<uint64_t> g_nextId{0};
 
 IdManager* g_manager = nullptr;
+IdAnnouncer* g_announcer = nullptr;
 
 // Objects created while no registry exists. They stay alive (their creators
 // hold pointers to them) until the next destroy() or the end of the process.
@@ -33,6 +34,13 @@ IdAnnouncer::~IdAnnouncer() = default;
 
 IdManager* idManager() {
     return g_manager;
+}
+
+void setAnnouncer_i(IdAnnouncer* stream) {
+    g_announcer = stream;
+    if (g_manager != nullptr) {
+        g_manager->stream = stream;
+    }
 }
 
 UniqueId::UniqueId() : m_id(g_nextId.fetch_add(1, std::memory_order_relaxed)) {}
@@ -52,6 +60,7 @@ void UniqueId::initialize() {
         return;
     }
     g_manager = new IdManager();
+    g_manager->stream = g_announcer;
     Quantity::initDefaults_i();
 }
 

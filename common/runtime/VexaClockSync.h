@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <string>
 
 namespace pwr {
@@ -37,5 +38,9 @@ struct VexaClockSync {
     }
     friend bool operator!=(const VexaClockSync& a, const VexaClockSync& b) { return !(a == b); }
 };
+
+// A collection's synchronisation points, oldest first. Lookups walk it from
+// the front (wasClockSynchronized in VexaClock.h).
+using VexaClockSyncQueue = std::deque<VexaClockSync>;
 
 }  // namespace pwr

@@ -4,6 +4,7 @@
 
 #include "common/data/EntityHandle.h"
 #include "common/data/IdAnnouncer.h"
+#include "common/data/Quantity.h"
 #include "common/data/UniqueId.h"
 #include "tests/support/LogCapture.h"
 
@@ -85,8 +86,15 @@ TEST(UniqueIdTest, AttachedStreamHearsOfEveryNewObject) {
     EXPECT_EQ(announcer.findable, (std::vector<bool>{true, true}));
     UniqueId::destroy();
 
+    // A stream attached before the registry exists hears of the built-ins.
     DataHandleProvider::addStream(&announcer);
-    EXPECT_TRUE(log.loggedExactly({"WARNING: ID Manager wasn't initialized!"}));
+    announcer.ids.clear();
+    UniqueId::initialize();
+    DataHandleProvider::addStream(nullptr);
+    EXPECT_EQ(announcer.ids.size(), 12u);
+    EXPECT_EQ(announcer.ids.front(), Quantity::frequency()->getId());
+    UniqueId::destroy();
+    EXPECT_TRUE(log.loggedExactly({}));
 }
 
 }  // namespace

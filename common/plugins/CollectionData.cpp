@@ -1,0 +1,7 @@
+#include "common/plugins/CollectionData.h"
+
+CollectionData::~CollectionData() = default;
+
+void CollectionData::reset() {
+    *this = CollectionData();
+}
