@@ -133,6 +133,7 @@ TableMessage::TableMessage(const TableMessage& other)
       m_tableMessageType(other.m_tableMessageType),
       m_tableClass(other.m_tableClass),
       m_rowEntity(other.m_rowEntity),
+      m_transposed(other.m_transposed),
       m_body(new TableBody(*other.m_body)) {}
 
 TableMessage& TableMessage::operator=(const TableMessage& other) {
@@ -145,6 +146,7 @@ TableMessage& TableMessage::operator=(const TableMessage& other) {
         m_tableMessageType = other.m_tableMessageType;
         m_tableClass = other.m_tableClass;
         m_rowEntity = other.m_rowEntity;
+        m_transposed = other.m_transposed;
         m_body.reset(new TableBody(*other.m_body));
     }
     return *this;
@@ -160,6 +162,7 @@ TableMessage::TableMessage(const TableMessage* source)
       m_tableMessageType(source->m_tableMessageType),
       m_tableClass(source->m_tableClass),
       m_rowEntity(source->m_rowEntity),
+      m_transposed(source->m_transposed),
       m_body(new TableBody(*source->m_body)) {
     if (m_body->created) {
         m_body->created = false;

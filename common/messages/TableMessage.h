@@ -205,6 +205,10 @@ class PWR_API TableMessage : public WriterMessage {
     TableMessageType getTableMessageType() const { return m_tableMessageType; }
     void setTableMessageType(TableMessageType type) { m_tableMessageType = type; }
     void setTableClass(TableClass tableClass) { m_tableClass = tableClass; }
+    // Whether writers should print entities as columns and fields as rows
+    // (the output configuration's TRANSPOSE); false by default.
+    bool isTransposed() const { return m_transposed; }
+    void setTransposed(bool transposed) { m_transposed = transposed; }
 
     // Invalidates every cell (keeping the shape) so the table can be refilled.
     int resetData();
@@ -249,6 +253,7 @@ class PWR_API TableMessage : public WriterMessage {
     TableMessageType m_tableMessageType;
     TableClass m_tableClass;
     const EntityHandle* m_rowEntity;
+    bool m_transposed = false;
     std::unique_ptr<TableBody> m_body;
 };
 

@@ -1,9 +1,11 @@
 // The Corvex operations of the plug-in environment against stand-in libraries
-// (tests/plugins/fake_corvex.cpp), loaded through the module loader:
+// (tests/plugins/fake_corvex.cpp, controlled through FakeCorvex.h), loaded
+// through the module loader:
 // FAKE_CORVEX_PATH exports every entry point, FAKE_CORVEX_CONFIG_ONLY_PATH only
 // CORVEX_Config_Event, FAKE_CORVEX_NONE_PATH none.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,13 +13,20 @@
 #include "common/plugins/CorvexApi.h"
 #include "common/plugins/PluginEnvironment.h"
 #include "common/runtime/Module.h"
+#include "tests/plugins/FakeCorvex.h"
 #include "tests/support/EnvironmentCapture.h"
 
 namespace pwr {
 namespace {
 
-using test::EnvironmentCapture;
+using Fake = FakeCorvexState;
+using Operation = bool (PluginEnvironment::*)();
+const Operation kConfigure = &PluginEnvironment::configureCorvex;
+const Operation kStart = &PluginEnvironment::startCorvex;
+const Operation kStop = &PluginEnvironment::stopCorvex;
 
+const char* const kNotConfigured =
+    "ERROR: System not configured to allow access to bandwidth data.\n";
 const char* const kStartMissing =
     "WARNING: Error due to NULL corvexDllHandle or invalid address for "
     "CORVEX_Start_Collection function !\n !\n";
@@ -25,352 +34,209 @@ const char* const kStopMissing =
     "WARNING: Error due to NULL corvexDllHandle or invalid address for "
     "CORVEX_Stop_Collection function !\n";
 
-// The control functions of one loaded stand-in.
-struct FakeCorvex {
-    explicit FakeCorvex(const Module& module)
-        : reset(find<void (*)()>(module, "fake_corvex_reset")),
-          setStatus(find<int (*)(const char*, int)>(module, "fake_corvex_set_status")),
-          setErrorText(find<void (*)(const char*)>(module, "fake_corvex_set_error_text")),
-          setVersion(
-              find<void (*)(unsigned, unsigned, unsigned)>(module, "fake_corvex_set_version")),
-          calls(find<int (*)(const char*)>(module, "fake_corvex_calls")),
-          lastConfig(find<const char* (*)()>(module, "fake_corvex_last_config")) {}
-
-    bool complete() const {
-        return reset && setStatus && setErrorText && setVersion && calls && lastConfig;
-    }
-
-    template <typename Fn>
-    static Fn find(const Module& module, const char* name) {
-        return reinterpret_cast<Fn>(module.findSymbol(name));
-    }
-
-    void (*reset)();
-    int (*setStatus)(const char*, int);
-    void (*setErrorText)(const char*);
-    void (*setVersion)(unsigned, unsigned, unsigned);
-    int (*calls)(const char*);
-    const char* (*lastConfig)();
-};
+std::string configurationError(const std::string& text) {
+    return "WARNING: CORVEX configuration error: " + text + ".\n";
+}
 
 class CorvexTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_TRUE(full.isLoaded()) << FAKE_CORVEX_PATH << ": " << full.getError();
-        ASSERT_TRUE(configOnly.isLoaded())
-            << FAKE_CORVEX_CONFIG_ONLY_PATH << ": " << configOnly.getError();
-        ASSERT_TRUE(none.isLoaded()) << FAKE_CORVEX_NONE_PATH << ": " << none.getError();
-        ASSERT_TRUE(fake.complete());
-        ASSERT_TRUE(fakeConfigOnly.complete());
-        fake.reset();
-        fakeConfigOnly.reset();
+        for (const Module* module : {&full, &configOnly, &none}) {
+            ASSERT_TRUE(module->isLoaded()) << module->getError();
+        }
+        fake = stateOf(full);
+        fakeConfigOnly = stateOf(configOnly);
+        ASSERT_TRUE(fake != nullptr && fakeConfigOnly != nullptr);
+        *fake = FakeCorvexState();
+        *fakeConfigOnly = FakeCorvexState();
         env().setCorvexDllHandle(full.getHandle());
         env().setCorvexConfigFileName("bandwidth.cfg");
     }
 
+    static FakeCorvexState* stateOf(const Module& module) {
+        auto fn = reinterpret_cast<FakeCorvexStateFn>(module.findSymbol(FAKE_CORVEX_STATE_NAME));
+        return fn != nullptr ? fn() : nullptr;
+    }
+    void setErrorText(const std::string& text) {
+        std::snprintf(fake->errorText, sizeof fake->errorText, "%s", text.c_str());
+    }
+
     PluginEnvironment& env() { return cap.env(); }
 
-    // Configures against the full stand-in and forgets the lines it logged.
-    void configure() {
-        ASSERT_TRUE(env().configureCorvex());
+    // Runs one operation: its result and exactly the lines it logged.
+    ::testing::AssertionResult runs(Operation op, bool expected,
+                                    const std::vector<std::string>& lines) {
+        const bool result = (env().*op)();
+        ::testing::AssertionResult logged = cap.loggedExactly(lines);
         cap.clear();
+        if (result != expected) {
+            return ::testing::AssertionFailure() << "returned " << result;
+        }
+        return logged;
     }
 
     Module full{FAKE_CORVEX_PATH};
     Module configOnly{FAKE_CORVEX_CONFIG_ONLY_PATH};
     Module none{FAKE_CORVEX_NONE_PATH};
-    FakeCorvex fake{full};
-    FakeCorvex fakeConfigOnly{configOnly};
-    EnvironmentCapture cap;
+    FakeCorvexState* fake = nullptr;
+    FakeCorvexState* fakeConfigOnly = nullptr;
+    test::EnvironmentCapture cap;
 };
 
-// --- The stand-ins themselves.
-
-TEST_F(CorvexTest, EntryPointsAreFoundByNameOnlyWhereExported) {
-    for (const char* name :
-         {CORVEX_CONFIG_EVENT_NAME, CORVEX_GET_ERROR_MESSAGE_NAME, CORVEX_GET_VERSION_NAME,
-          CORVEX_START_COLLECTION_NAME, CORVEX_STOP_COLLECTION_NAME}) {
-        EXPECT_NE(full.findSymbol(name), nullptr) << name;
-        EXPECT_EQ(none.findSymbol(name), nullptr) << name;
-    }
-    EXPECT_NE(configOnly.findSymbol(CORVEX_CONFIG_EVENT_NAME), nullptr);
-    EXPECT_EQ(configOnly.findSymbol(CORVEX_START_COLLECTION_NAME), nullptr);
-    EXPECT_EQ(full.findSymbol("CORVEX_No_Such_Entry"), nullptr);
-    EXPECT_EQ(findModuleSymbol(nullptr, CORVEX_CONFIG_EVENT_NAME), nullptr);
-}
-
-// --- configureCorvex.
-
 TEST_F(CorvexTest, ConfigureSucceedsWithTheConfigurationFile) {
-    EXPECT_TRUE(env().configureCorvex());
-    EXPECT_STREQ(fake.lastConfig(), "bandwidth.cfg");
-    EXPECT_EQ(fake.calls(CORVEX_CONFIG_EVENT_NAME), 1);
-    EXPECT_TRUE(cap.loggedExactly({"DEBUG: Reconfigured CORVEX interface (bandwidth.cfg)!\n"}));
-    EXPECT_EQ(env().getCorvexConfigFileName(), "bandwidth.cfg");
-}
-
-TEST_F(CorvexTest, ConfigureSuccessLineIsADebugLine) {
+    EXPECT_TRUE(
+        runs(kConfigure, true, {"DEBUG: Reconfigured CORVEX interface (bandwidth.cfg)!\n"}));
+    EXPECT_STREQ(fake->lastConfig, "bandwidth.cfg");
+    EXPECT_EQ(fake->calls[Fake::kConfig], 1);
     env().setVerbosity(PW_WARNING);
-    EXPECT_TRUE(env().configureCorvex());
-    EXPECT_TRUE(cap.loggedExactly({}));
+    EXPECT_TRUE(runs(kConfigure, true, {}));
 }
 
 TEST_F(CorvexTest, ConfigureFailureLogsTheLibrarysReasonAndForgetsTheConfiguration) {
-    fake.setStatus(CORVEX_CONFIG_EVENT_NAME, 5);
-    fake.setErrorText("driver not loaded");
-    EXPECT_FALSE(env().configureCorvex());
-    EXPECT_TRUE(cap.loggedExactly({
-        "ERROR: System not configured to allow access to bandwidth data.\n",
-        "WARNING: CORVEX configuration error: driver not loaded.\n",
-    }));
-    EXPECT_EQ(fake.calls(CORVEX_GET_ERROR_MESSAGE_NAME), 1);
+    fake->status[Fake::kConfig] = 5;
+    setErrorText("driver not loaded");
+    EXPECT_TRUE(runs(kConfigure, false, {kNotConfigured, configurationError("driver not loaded")}));
+    EXPECT_EQ(fake->calls[Fake::kError], 1);
     EXPECT_EQ(env().getCorvexConfigFileName(), "");
     // Not configured any more: a second attempt has nothing to configure with.
-    cap.clear();
-    EXPECT_FALSE(env().configureCorvex());
-    EXPECT_EQ(fake.calls(CORVEX_CONFIG_EVENT_NAME), 1);
-    EXPECT_TRUE(cap.loggedExactly({}));
+    EXPECT_TRUE(runs(kConfigure, false, {}));
+    EXPECT_EQ(fake->calls[Fake::kConfig], 1);
 }
 
-TEST_F(CorvexTest, ConfigureFailureWarningNeedsWarningsOrTheCorvexTag) {
-    fake.setStatus(CORVEX_CONFIG_EVENT_NAME, -1);
-    env().setVerbosity(PW_ERROR);
-    EXPECT_FALSE(env().configureCorvex());
-    EXPECT_TRUE(
-        cap.loggedExactly({"ERROR: System not configured to allow access to bandwidth data.\n"}));
+TEST_F(CorvexTest, ConfigureFailureLinesFollowTheVerbosityAndTheCorvexTag) {
+    fake->status[Fake::kConfig] = -1;
+    env().setVerbosity(PW_FATAL);
+    EXPECT_TRUE(runs(kConfigure, false, {}));
+    EXPECT_EQ(env().getCorvexConfigFileName(), "");
 
-    cap.clear();
+    env().setCorvexConfigFileName("bandwidth.cfg");
+    env().setVerbosity(PW_ERROR);
+    EXPECT_TRUE(runs(kConfigure, false, {kNotConfigured}));
+
     env().setCorvexConfigFileName("bandwidth.cfg");
     env().addCondLogTagForDebugLogging("corvex");
-    EXPECT_FALSE(env().configureCorvex());
-    EXPECT_TRUE(cap.loggedExactly({
-        "ERROR: System not configured to allow access to bandwidth data.\n",
-        "WARNING: CORVEX configuration error: fake failure.\n",
-    }));
+    EXPECT_TRUE(runs(kConfigure, false, {kNotConfigured, configurationError("fake failure")}));
 }
 
-TEST_F(CorvexTest, ConfigureFailureAtFatalVerbosityIsSilentButStillForgets) {
-    fake.setStatus(CORVEX_CONFIG_EVENT_NAME, 1);
-    env().setVerbosity(PW_FATAL);
-    EXPECT_FALSE(env().configureCorvex());
-    EXPECT_TRUE(cap.loggedExactly({}));
-    EXPECT_EQ(env().getCorvexConfigFileName(), "");
-}
-
-TEST_F(CorvexTest, ConfigureFailureShowsTheErrorTextEvenWhenFetchingItFails) {
-    fake.setStatus(CORVEX_CONFIG_EVENT_NAME, 1);
-    fake.setStatus(CORVEX_GET_ERROR_MESSAGE_NAME, 1);
-    fake.setErrorText("");
-    EXPECT_FALSE(env().configureCorvex());
-    EXPECT_TRUE(cap.loggedExactly({
-        "ERROR: System not configured to allow access to bandwidth data.\n",
-        "WARNING: CORVEX configuration error: .\n",
-    }));
-}
-
-TEST_F(CorvexTest, ConfigureFailureCutsAnOverlongErrorText) {
-    fake.setStatus(CORVEX_CONFIG_EVENT_NAME, 1);
-    const std::string longText(3000, 'x');
-    fake.setErrorText(longText.c_str());
-    EXPECT_FALSE(env().configureCorvex());
-    const std::vector<std::string> lines = cap.lines();
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[1], "WARNING: CORVEX configuration error: " + std::string(1023, 'x') + ".\n");
+TEST_F(CorvexTest, ConfigureFailureShowsWhateverErrorTextTheLibraryGives) {
+    // Shown even when fetching it fails.
+    fake->status[Fake::kConfig] = 1;
+    fake->status[Fake::kError] = 1;
+    setErrorText("");
+    EXPECT_TRUE(runs(kConfigure, false, {kNotConfigured, configurationError("")}));
+    // An overlong text is cut.
+    env().setCorvexConfigFileName("bandwidth.cfg");
+    setErrorText(std::string(3000, 'x'));
+    EXPECT_TRUE(
+        runs(kConfigure, false, {kNotConfigured, configurationError(std::string(1023, 'x'))}));
 }
 
 TEST_F(CorvexTest, ConfigureFailureWithoutTheErrorEntryPointLogsOnlyTheError) {
     env().setCorvexDllHandle(configOnly.getHandle());
-    fakeConfigOnly.setStatus(CORVEX_CONFIG_EVENT_NAME, 2);
-    EXPECT_FALSE(env().configureCorvex());
-    EXPECT_TRUE(
-        cap.loggedExactly({"ERROR: System not configured to allow access to bandwidth data.\n"}));
+    fakeConfigOnly->status[Fake::kConfig] = 2;
+    EXPECT_TRUE(runs(kConfigure, false, {kNotConfigured}));
     EXPECT_EQ(env().getCorvexConfigFileName(), "");
 }
 
 TEST_F(CorvexTest, ConfigureWithoutModuleNameOrEntryPointReturnsFalseQuietly) {
     env().setCorvexDllHandle(nullptr);
-    EXPECT_FALSE(env().configureCorvex());
-
+    EXPECT_TRUE(runs(kConfigure, false, {}));
     env().setCorvexDllHandle(full.getHandle());
     env().setCorvexConfigFileName("");
-    EXPECT_FALSE(env().configureCorvex());
-    EXPECT_EQ(fake.calls(CORVEX_CONFIG_EVENT_NAME), 0);
-
+    EXPECT_TRUE(runs(kConfigure, false, {}));
     env().setCorvexDllHandle(none.getHandle());
     env().setCorvexConfigFileName("bandwidth.cfg");
-    EXPECT_FALSE(env().configureCorvex());
+    EXPECT_TRUE(runs(kConfigure, false, {}));
     // Nothing failed in the library, so the configuration is kept.
     EXPECT_EQ(env().getCorvexConfigFileName(), "bandwidth.cfg");
-    EXPECT_TRUE(cap.loggedExactly({}));
 }
-
-// --- getCorvexVersion.
 
 TEST_F(CorvexTest, VersionOfAConfiguredLibrary) {
-    configure();
-    fake.setVersion(7, 8, 9);
-    unsigned major = 0;
-    unsigned minor = 0;
-    unsigned patch = 0;
-    EXPECT_TRUE(env().getCorvexVersion(&major, &minor, &patch));
-    EXPECT_EQ(major, 7u);
-    EXPECT_EQ(minor, 8u);
-    EXPECT_EQ(patch, 9u);
-    EXPECT_TRUE(cap.loggedExactly({}));
-}
-
-TEST_F(CorvexTest, VersionNeedsAConfiguration) {
-    // A configuration name is set but the library refused it.
-    fake.setStatus(CORVEX_CONFIG_EVENT_NAME, 1);
-    EXPECT_FALSE(env().configureCorvex());
-    unsigned major = 0;
-    unsigned minor = 0;
-    unsigned patch = 0;
-    EXPECT_FALSE(env().getCorvexVersion(&major, &minor, &patch));
-    EXPECT_EQ(fake.calls(CORVEX_GET_VERSION_NAME), 0);
-
-    env().setCorvexConfigFileName("bandwidth.cfg");
-    env().setCorvexDllHandle(nullptr);
-    EXPECT_FALSE(env().getCorvexVersion(&major, &minor, &patch));
-}
-
-TEST_F(CorvexTest, VersionFailuresLeaveTheOutputsAlone) {
-    configure();
-    unsigned major = 11;
-    unsigned minor = 12;
-    unsigned patch = 13;
-    fake.setStatus(CORVEX_GET_VERSION_NAME, 4);
-    EXPECT_FALSE(env().getCorvexVersion(&major, &minor, &patch));
-    EXPECT_EQ(fake.calls(CORVEX_GET_VERSION_NAME), 1);
-    EXPECT_FALSE(env().getCorvexVersion(nullptr, &minor, &patch));
-    EXPECT_EQ(fake.calls(CORVEX_GET_VERSION_NAME), 1);
-
-    env().setCorvexDllHandle(configOnly.getHandle());
-    EXPECT_FALSE(env().getCorvexVersion(&major, &minor, &patch));
-    EXPECT_EQ(major, 11u);
-    EXPECT_EQ(minor, 12u);
-    EXPECT_EQ(patch, 13u);
-    EXPECT_TRUE(cap.loggedExactly({}));
-}
-
-// --- startCorvex and stopCorvex.
-
-TEST_F(CorvexTest, StartBeforeConfigureSucceededReturnsFalseAndLogsNothing) {
+    unsigned version[3] = {};
+    EXPECT_TRUE(env().getCorvexVersion(&version[0], &version[1], &version[2]));
+    EXPECT_EQ(std::vector<unsigned>(version, version + 3), std::vector<unsigned>({5, 4, 3}));
+    fake->status[Fake::kVersion] = 4;
+    EXPECT_FALSE(env().getCorvexVersion(&version[0], &version[1], &version[2]));
+    EXPECT_EQ(fake->calls[Fake::kVersion], 2);
+    fake->status[Fake::kVersion] = 0;
+    // Without an output, a configuration, the entry point or the library.
+    EXPECT_FALSE(env().getCorvexVersion(nullptr, &version[1], &version[2]));
     env().setCorvexConfigFileName("");
-    EXPECT_FALSE(env().startCorvex());
-    EXPECT_FALSE(env().stopCorvex());
-
+    EXPECT_FALSE(env().getCorvexVersion(&version[0], &version[1], &version[2]));
     env().setCorvexConfigFileName("bandwidth.cfg");
-    fake.setStatus(CORVEX_CONFIG_EVENT_NAME, 1);
+    for (const ModuleHandle module : {configOnly.getHandle(), ModuleHandle{}}) {
+        env().setCorvexDllHandle(module);
+        EXPECT_FALSE(env().getCorvexVersion(&version[0], &version[1], &version[2]));
+    }
+    EXPECT_TRUE(cap.loggedExactly({}));
+}
+
+TEST_F(CorvexTest, StartAndStopNeedASuccessfulConfiguration) {
+    fake->status[Fake::kConfig] = 1;
     EXPECT_FALSE(env().configureCorvex());
     cap.clear();
-    EXPECT_FALSE(env().startCorvex());
-    EXPECT_FALSE(env().stopCorvex());
-    // Not even the missing-library warning: without a module it is the same.
-    env().setCorvexDllHandle(nullptr);
-    EXPECT_FALSE(env().startCorvex());
-    EXPECT_TRUE(cap.loggedExactly({}));
-    EXPECT_EQ(fake.calls(CORVEX_START_COLLECTION_NAME), 0);
-    EXPECT_EQ(fake.calls(CORVEX_STOP_COLLECTION_NAME), 0);
+    // Not even the missing-library warning.
+    for (const ModuleHandle module : {full.getHandle(), ModuleHandle{}}) {
+        env().setCorvexDllHandle(module);
+        EXPECT_TRUE(runs(kStart, false, {}));
+        EXPECT_TRUE(runs(kStop, false, {}));
+    }
 }
 
-TEST_F(CorvexTest, StartAndStopSucceed) {
-    configure();
-    EXPECT_TRUE(env().startCorvex());
-    EXPECT_TRUE(cap.loggedExactly({
-        "INFO: CORVEX: CORVEX_Start_Collection return status - 0\n",
-        "INFO: OK, starting CORVEX collection!\n",
-    }));
-    cap.clear();
-    EXPECT_TRUE(env().stopCorvex());
-    EXPECT_TRUE(cap.loggedExactly({
-        "INFO: CORVEX: CORVEX_Stop_Collection return status - 0\n",
-        "INFO: OK, stopped CORVEX collection!\n",
-    }));
-    EXPECT_EQ(fake.calls(CORVEX_START_COLLECTION_NAME), 1);
-    EXPECT_EQ(fake.calls(CORVEX_STOP_COLLECTION_NAME), 1);
-}
-
-TEST_F(CorvexTest, StartAndStopFailWithTheLibrarysStatus) {
-    configure();
-    fake.setStatus(CORVEX_START_COLLECTION_NAME, -3);
-    fake.setStatus(CORVEX_STOP_COLLECTION_NAME, 17);
-    EXPECT_FALSE(env().startCorvex());
-    EXPECT_TRUE(cap.loggedExactly({
-        "INFO: CORVEX: CORVEX_Start_Collection return status - -3\n",
-        "WARNING: ERROR starting a CORVEX collection!\n",
-    }));
-    cap.clear();
-    EXPECT_FALSE(env().stopCorvex());
-    EXPECT_TRUE(cap.loggedExactly({
-        "INFO: CORVEX: CORVEX_Stop_Collection return status - 17\n",
-        "WARNING: ERROR stopping a CORVEX collection!\n",
-    }));
+TEST_F(CorvexTest, StartAndStopReportTheLibrarysStatus) {
+    ASSERT_TRUE(
+        runs(kConfigure, true, {"DEBUG: Reconfigured CORVEX interface (bandwidth.cfg)!\n"}));
+    EXPECT_TRUE(runs(kStart, true,
+                     {"INFO: CORVEX: CORVEX_Start_Collection return status - 0\n",
+                      "INFO: OK, starting CORVEX collection!\n"}));
+    EXPECT_TRUE(runs(kStop, true,
+                     {"INFO: CORVEX: CORVEX_Stop_Collection return status - 0\n",
+                      "INFO: OK, stopped CORVEX collection!\n"}));
+    fake->status[Fake::kStart] = -3;
+    fake->status[Fake::kStop] = 17;
+    EXPECT_TRUE(runs(kStart, false,
+                     {"INFO: CORVEX: CORVEX_Start_Collection return status - -3\n",
+                      "WARNING: ERROR starting a CORVEX collection!\n"}));
+    EXPECT_TRUE(runs(kStop, false,
+                     {"INFO: CORVEX: CORVEX_Stop_Collection return status - 17\n",
+                      "WARNING: ERROR stopping a CORVEX collection!\n"}));
     // A failed start does not unconfigure the library.
     EXPECT_EQ(env().getCorvexConfigFileName(), "bandwidth.cfg");
 }
 
-TEST_F(CorvexTest, StartAndStopWithoutTheEntryPoint) {
-    env().setCorvexDllHandle(configOnly.getHandle());
-    ASSERT_TRUE(env().configureCorvex());
-    cap.clear();
-    EXPECT_FALSE(env().startCorvex());
-    EXPECT_FALSE(env().stopCorvex());
-    EXPECT_TRUE(cap.loggedExactly({kStartMissing, kStopMissing}));
-}
-
-TEST_F(CorvexTest, StartAndStopWithoutTheLibrary) {
-    configure();
-    env().setCorvexDllHandle(nullptr);
-    EXPECT_FALSE(env().startCorvex());
-    EXPECT_FALSE(env().stopCorvex());
-    EXPECT_TRUE(cap.loggedExactly({kStartMissing, kStopMissing}));
-    EXPECT_EQ(fake.calls(CORVEX_START_COLLECTION_NAME), 0);
+TEST_F(CorvexTest, StartAndStopWithoutTheEntryPointOrTheLibrary) {
+    for (const ModuleHandle module : {configOnly.getHandle(), ModuleHandle{}}) {
+        env().setCorvexDllHandle(module);
+        EXPECT_TRUE(runs(kStart, false, {kStartMissing}));
+        EXPECT_TRUE(runs(kStop, false, {kStopMissing}));
+    }
 }
 
 TEST_F(CorvexTest, StartAndStopLinesFollowTheVerbosityAndTheCorvexTag) {
-    configure();
     env().setVerbosity(PW_WARNING);
-    EXPECT_TRUE(env().startCorvex());
-    fake.setStatus(CORVEX_STOP_COLLECTION_NAME, 1);
-    EXPECT_FALSE(env().stopCorvex());
-    EXPECT_TRUE(cap.loggedExactly({"WARNING: ERROR stopping a CORVEX collection!\n"}));
+    EXPECT_TRUE(runs(kStart, true, {}));
+    fake->status[Fake::kStop] = 1;
+    EXPECT_TRUE(runs(kStop, false, {"WARNING: ERROR stopping a CORVEX collection!\n"}));
 
-    cap.clear();
     env().addCondLogTagForDebugLogging("corvex");
-    EXPECT_TRUE(env().startCorvex());
-    EXPECT_TRUE(cap.loggedExactly({
-        "INFO: CORVEX: CORVEX_Start_Collection return status - 0\n",
-        "INFO: OK, starting CORVEX collection!\n",
-    }));
-
-    cap.clear();
-    env().setVerbosity(PW_ERROR);
-    env().setCorvexDllHandle(none.getHandle());
-    EXPECT_FALSE(env().startCorvex());
-    EXPECT_TRUE(cap.loggedExactly({}));
+    EXPECT_TRUE(runs(kStart, true,
+                     {"INFO: CORVEX: CORVEX_Start_Collection return status - 0\n",
+                      "INFO: OK, starting CORVEX collection!\n"}));
 }
 
-// --- The module loader's failures.
-
-TEST(ModuleLoadTest, MissingLibraryFailsWithTheSystemsReason) {
-    Module module("no_such_corvex_library_here.bin");
-    EXPECT_FALSE(module.isLoaded());
-    EXPECT_FALSE(module.getError().empty());
-    EXPECT_EQ(module.findSymbol(CORVEX_CONFIG_EVENT_NAME), nullptr);
+TEST(ModuleLoadTest, FailuresGiveTheSystemsReasonAndMovesKeepTheLibrary) {
+    Module missing("no_such_corvex_library_here.bin");
+    EXPECT_FALSE(missing.isLoaded());
+    EXPECT_FALSE(missing.getError().empty());
     std::string error;
     EXPECT_EQ(loadModule(nullptr, &error), nullptr);
     EXPECT_FALSE(error.empty());
     EXPECT_FALSE(freeModule(nullptr));
-}
 
-TEST(ModuleLoadTest, MovedModuleKeepsTheLibraryLoaded) {
     Module first(FAKE_CORVEX_PATH);
     ASSERT_TRUE(first.isLoaded()) << first.getError();
     Module second(std::move(first));
     EXPECT_FALSE(first.isLoaded());  // NOLINT(bugprone-use-after-move): moved-from state
-    ASSERT_TRUE(second.isLoaded());
-    EXPECT_NE(second.findSymbol(CORVEX_START_COLLECTION_NAME), nullptr);
     Module third;
     third = std::move(second);
     EXPECT_NE(third.findSymbol(CORVEX_STOP_COLLECTION_NAME), nullptr);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common/serialize/Serializer.h"
+#include "tests/serialize/RecordTestSupport.h"
 #include "tests/support/LogCapture.h"
 
 namespace pwr {
@@ -55,22 +56,14 @@ TEST(SerializerTest, WritesEveryWidthLittleEndianWithoutPadding) {
     s.write(1.0f);
     s.write(-2.5);
     s.write(std::string("a\0b", 3));
-    // clang-format off
-    const std::vector<char> expected = bytes({
-        1,                                                // true
-        0xFE,                                             // int8 -2
-        0x34, 0x12,                                       // uint16
-        0x00, 0x00, 0x00, 0x80,                           // int32 minimum
-        0x78, 0x56, 0x34, 0x12,                           // uint32
-        0x08, 0x07, 0x06, 0x05, 0x04, 0x03, 0x02, 0x01,   // uint64
-        0xFD, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,   // int64 -3
-        0x00, 0x00, 0x80, 0x3F,                           // float 1.0
-        0, 0, 0, 0, 0, 0, 0x04, 0xC0,                     // double -2.5
-        3, 0, 'a', 0, 'b'});                              // string
-    // clang-format on
-    EXPECT_EQ(s.get_buffer(), expected);
+    test::Bytes expected;
+    expected.u8(1).u8(0xFE).u16(0x1234).u32(0x80000000).u32(0x12345678);
+    expected.u64(0x0102030405060708).u64(0xFFFFFFFFFFFFFFFD);  // int64 -3
+    expected.u32(0x3F800000).u64(0xC004000000000000);          // 1.0f, -2.5
+    expected.str(std::string("a\0b", 3));
+    EXPECT_EQ(s.get_buffer(), expected.data);
 
-    Serializer in(expected);
+    Serializer in(expected.data);
     EXPECT_TRUE(next<bool>(in));
     EXPECT_EQ(next<int8_t>(in), -2);
     EXPECT_EQ(next<uint16_t>(in), 0x1234);
@@ -96,11 +89,10 @@ bool failsUntouched(const std::vector<char>& data, T sentinel) {
     return s.read(value) == 0 && value == sentinel && readCursor(s) == 0;
 }
 
+// Every width goes through one reader: nothing, one byte short, and a string
+// whose length field is cut stand for all of them.
 TEST(SerializerTest, ShortReadsFailWithoutTouchingTargetOrCursor) {
     EXPECT_TRUE(failsUntouched<bool>({}, true));
-    EXPECT_TRUE(failsUntouched<int16_t>(bytes({1}), -7));
-    EXPECT_TRUE(failsUntouched<uint32_t>(bytes({1, 2, 3}), 7));
-    EXPECT_TRUE(failsUntouched<float>(bytes({1, 2, 3}), 0.5f));
     EXPECT_TRUE(failsUntouched<double>(bytes({1, 2, 3, 4, 5, 6, 7}), 0.25));
     EXPECT_TRUE(failsUntouched<std::string>(bytes({5}), "keep"));
 
@@ -143,36 +135,31 @@ TEST(SerializerTest, GrowsByDoublingAndTrimsOnGetBuffer) {
     EXPECT_EQ(given.get_buffer(), bytes({9, 9}));
 }
 
-TEST(SerializerTest, StringReadsAppendOrFailCleanly) {
+// An empty string reads like a missing one, a body shorter than its length
+// fails with the cursor after the length, reads append, and the length field
+// keeps the low 16 bits of a longer string's size.
+TEST(SerializerTest, StringLengthRules) {
     Serializer s;
     s.write(std::string());
-    EXPECT_EQ(s.get_buffer(), bytes({0, 0}));
-    std::string out = "keep";
-    // An empty string reads like a missing one.
-    Serializer empty(s.get_buffer());
-    EXPECT_EQ(empty.read(out), 0u);
-    EXPECT_EQ(readCursor(empty), 2u);
-    // A body shorter than its length: the cursor is left after the length.
+    s.write(std::string(70000, 'x'));
+    const std::vector<char> buf = s.get_buffer();
+    ASSERT_EQ(buf.size(), 70004u);
+    // 70000 = 0x11170: the prefix keeps 0x1170, the whole body follows.
+    EXPECT_EQ(std::vector<char>(buf.begin(), buf.begin() + 4), bytes({0, 0, 0x70, 0x11}));
+    std::string out;
+    Serializer in(buf);
+    EXPECT_EQ(in.read(out), 0u);
+    EXPECT_EQ(readCursor(in), 2u);
+    EXPECT_EQ(in.read(out), 0x1170u);
+
+    out = "keep";
     Serializer cut(bytes({5, 0, 'a', 'b'}));
     EXPECT_EQ(cut.read(out), 0u);
     EXPECT_EQ(readCursor(cut), 2u);
     EXPECT_EQ(out, "keep");
-
     Serializer two(bytes({2, 0, 'c', 'd'}));
     EXPECT_EQ(two.read(out), 2u);
     EXPECT_EQ(out, "keepcd");
-}
-
-TEST(SerializerTest, LongStringLengthIsCutToSixteenBits) {
-    Serializer s;
-    s.write(std::string(70000, 'x'));
-    const std::vector<char>& buf = s.get_buffer();
-    ASSERT_EQ(buf.size(), 70002u);
-    // 70000 = 0x11170: the prefix keeps 0x1170, the whole body follows.
-    EXPECT_EQ(buf[0], static_cast<char>(0x70));
-    EXPECT_EQ(buf[1], static_cast<char>(0x11));
-    std::string out;
-    EXPECT_EQ(Serializer(buf).read(out), 0x1170u);
 }
 
 TEST(SerializerTest, RewindBeyondWhatWasReadWarnsAndStays) {

@@ -1,11 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <memory>
-
-#include <algorithm>
 #include <cstdint>
-#include <cstring>
-#include <random>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -14,36 +10,15 @@
 #include "common/data/EntityHandle.h"
 #include "common/serialize/Serializer.h"
 #include "common/serialize/SystemMetadata.h"
+#include "tests/serialize/RecordTestSupport.h"
 #include "tests/support/LogCapture.h"
 
 namespace pwr {
 namespace {
 
-// Expected byte streams, field by field, little-endian.
-struct Bytes {
-    std::vector<char> data;
-    Bytes& u8(uint8_t v) { return put(v, 1); }
-    Bytes& u16(uint16_t v) { return put(v, 2); }
-    Bytes& u32(uint32_t v) { return put(v, 4); }
-    Bytes& i32(int32_t v) { return put(static_cast<uint32_t>(v), 4); }
-    Bytes& u64(uint64_t v) { return put(v, 8); }
-    Bytes& f32(float v) {
-        uint32_t bits = 0;
-        std::memcpy(&bits, &v, sizeof(bits));
-        return put(bits, 4);
-    }
-    Bytes& str(const std::string& s) {
-        u16(static_cast<uint16_t>(s.size()));
-        data.insert(data.end(), s.begin(), s.end());
-        return *this;
-    }
-    Bytes& put(uint64_t v, int width) {
-        for (int i = 0; i < width; ++i) {
-            data.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
-        }
-        return *this;
-    }
-};
+using test::Bytes;
+using test::cut;
+using test::written;
 
 constexpr uint32_t c_appVersion = 0x07E80102;  // 2024.1.2
 constexpr uint32_t c_oldAppVersion = 0x07E40200;
@@ -117,74 +92,54 @@ struct Golden {
 Golden golden(uint32_t appVersion = c_appVersion) {
     Golden g;
     Bytes b;
-    const auto mark = [&](const std::string& what) {
-        g.fields.emplace_back(b.data.size(), "WARNING: couldn't extract " + what + "\n");
+    const auto optional = [&](const std::string& what) -> Bytes& {
+        g.fields.emplace_back(b.data.size(),
+                              "WARNING: couldn't extract " + what + " -- older file?!\n");
+        return b;
     };
     b.u32(2);  // the type code
-    b.u16(1).i32(7).str("uuid-7");
-    b.u8(6).u8(0x97).u8(2);
+    b.u16(1).i32(7).str("uuid-7").u8(6).u8(0x97).u8(2);
     b.u32(appVersion).u32(0x00030405).u32(9);
     b.str("ADL_ADP-S").str("host").str("Windows").str("x64").str("10.0.22631");
     g.deprecatedTree = b.data.size();
     b.u16(0);
     b.f32(100.0f).f32(10.0f).f32(400.0f).f32(3600.0f).f32(2400.5f);
     b.u64(1000).u64(2000).u64(c_start).u64(c_start + 5 * c_second / 2);
-    b.u16(100).u8(2);
-    b.u16(2).str("vantry").str("-t");
+    b.u16(100).u8(2).u16(2).str("vantry").str("-t");
     g.prefixEnd = b.data.size();
-    mark("# produced samples -- older file?!");
-    b.u64(50);
-    mark("# dropped samples -- older file?!");
-    b.u64(1);
-    mark("low overhead mode information -- older file?!");
-    b.u8(1);
-    mark("platform specifiers -- older file?!");
-    b.u16(1).str("FMS").str("6.151.2");
-    mark("topology changes -- older file?!");
-    b.u16(1);
+    optional("# produced samples").u64(50);
+    optional("# dropped samples").u64(1);
+    optional("low overhead mode information").u8(1);
+    optional("platform specifiers").u16(1).str("FMS").str("6.151.2");
+    optional("topology changes").u16(1);
     g.changeRecords.first = b.data.size();
     b.u64(5000).i32(1).u16(3).u16(1).u16(0).i32(0);
     g.changeRecords.second = b.data.size();
-    mark("HyperV enable information -- older file?!");
-    b.u8(1);
-    mark("VSM enable information -- older file?!");
-    b.u8(0);
-    mark("cpu native model IDs -- older file?!");
-    b.u16(0);  // never written
-    mark("Platform Id information -- older file?!");
-    b.u32(5);
-    mark("Edram Cap information -- older file?!");
-    b.u8(1);
-    mark("iGfx Id information -- older file?!");
-    b.u32(0x4680);
-    mark("driver build date information -- older file?!");
-    b.str("2024-01-02");
-    mark("program start/stop timeval -- older file?!");
-    b.u64(c_start - c_second).u64(c_start + 4 * c_second);
-    mark(".exe build date information -- older file?!");
-    b.str("2024-01-03");
-    mark("continuous collection quantum information -- older file?!");
+    optional("HyperV enable information").u8(1);
+    optional("VSM enable information").u8(0);
+    optional("cpu native model IDs").u16(0);  // never written
+    optional("Platform Id information").u32(5);
+    optional("Edram Cap information").u8(1);
+    optional("iGfx Id information").u32(0x4680);
+    optional("driver build date information").str("2024-01-02");
+    optional("program start/stop timeval").u64(c_start - c_second).u64(c_start + 4 * c_second);
+    optional(".exe build date information").str("2024-01-03");
+    optional("continuous collection quantum information");
     if (appVersion < SystemMetadata::c_quantumInMsecsVersion) {
         b.u16(5);  // seconds
     } else {
         b.u32(5000);
     }
-    mark("clock sync info -- older file?!");
-    b.u16(1);
+    optional("clock sync info").u16(1);
     g.syncRecords.first = b.data.size();
     b.str("nano-uuid").str("NANO").f32(1000.0f).u64(77);
     b.str("qpc-uuid").str("QPC").f32(10.0f).u64(88);
     g.syncRecords.second = b.data.size();
-    mark("Hypervisor Enforced Code Integrity enable information -- older file?!");
-    b.u8(1);
-    mark("non-numeric version number -- older file?!");
-    b.str("");
-    mark("build ref information -- older file?!");
-    b.str("ref-1");
-    mark("package type information -- older file?!");
-    b.str("BGA");
-    mark("VTIO information -- older file?!");
-    b.u8(1);
+    optional("Hypervisor Enforced Code Integrity enable information").u8(1);
+    optional("non-numeric version number").str("");
+    optional("build ref information").str("ref-1");
+    optional("package type information").str("BGA");
+    optional("VTIO information").u8(1);
     // The current tree: package 0 with two cores.
     b.u16(1).i32(0).u32(1);
     b.i32(0).u32(3).u32(0x40000001).i32(0).u32(4).i32(-1).i32(1).u32(4).i32(-1).i32(-1);
@@ -194,26 +149,14 @@ Golden golden(uint32_t appVersion = c_appVersion) {
     return g;
 }
 
-std::vector<char> written(const SystemMetadata& record) {
-    Serializer out;
-    record.serialize(out);
-    return out.get_buffer();
-}
-
 // Reads a framed system record from the first length bytes.
 int readBack(const std::vector<char>& bytes, SystemMetadata& out, size_t length = SIZE_MAX) {
-    Serializer in(std::vector<char>(bytes.begin(), bytes.begin() + std::min(length, bytes.size())));
+    Serializer in(cut(bytes, length));
     uint32_t type = 0;
     if (in.read(type) == 0 || type != Metadata::c_systemMetadataType) {
         return -1;
     }
     return out.deserialize_i(in, 0);
-}
-
-std::string dump(const SystemMetadata& s) {
-    std::ostringstream os;
-    os << std::hex << s;  // the caller's flags must not matter
-    return os.str();
 }
 
 class SystemMetadataTest : public test::RegistryTest {};
@@ -225,98 +168,105 @@ TEST_F(SystemMetadataTest, WriterLayoutIsPinned) {
     // Empty mandatory strings would make the record unreadable.
     SystemMetadata empty;
     empty.commandLine = {""};
-    const std::vector<char> bytes = written(empty);
     SystemMetadata back;
-    ASSERT_EQ(readBack(bytes, back), 0);
+    ASSERT_EQ(readBack(written(empty), back), 0);
     EXPECT_EQ(back.hostName, "N/A");
     EXPECT_EQ(back.commandLine, std::vector<std::string>{"N/A"});
 }
 
 TEST_F(SystemMetadataTest, RoundTripKeepsEveryFieldButNativeModelIds) {
-    const SystemMetadata original = sample();
+    const std::vector<char> bytes = written(sample());
+    log.context().setVerbosity(PW_WARNING);
+    log.clear();
     SystemMetadata back;
-    back.hostName = "stale";
-    ASSERT_EQ(readBack(written(original), back), 0);
-    EXPECT_EQ(back.getType(), 2u);  // the type code of system records
+    ASSERT_EQ(readBack(bytes, back), 0);
+    EXPECT_TRUE(log.loggedExactly({}));  // a whole record is no older record
     EXPECT_TRUE(back.cpuNativeModelIds.empty());
     // Every value of sample() is distinct: a reader that mixed up two fields
     // would write different bytes.
     EXPECT_EQ(written(back), golden().bytes);
-    EXPECT_EQ(dump(back), dump(original));
-    EXPECT_EQ(back.hostName, "host");
-    EXPECT_EQ(back.clockSyncs, original.clockSyncs);
-
-    // The framed reader of mixed records makes a system record of code 2.
-    Serializer framed(written(original));
-    std::unique_ptr<Metadata> record(Metadata::deserialize(framed, 0));
-    ASSERT_NE(dynamic_cast<SystemMetadata*>(record.get()), nullptr);
-    EXPECT_EQ(written(*static_cast<SystemMetadata*>(record.get())), golden().bytes);
-    EXPECT_EQ(back.topologyChanges, original.topologyChanges);
-    EXPECT_TRUE(back.nonNumericVersion.empty());
-    EXPECT_EQ(back.packageType, "BGA");
     // The tree comes back numbered, and the topology entities follow it.
     std::vector<const TNode*> threads;
     back.getCPUTopology().getAllThreads(threads);
     ASSERT_EQ(threads.size(), 3u);
     EXPECT_EQ(threads[2]->getUniqueID(), 2);
-    EXPECT_EQ(EntityHandle::getCPUThreadHandle(2)->getQualifiedName(),
-              "CPU/Package 0/Core 1/Thread 0");
+    const EntityHandle* thread = EntityHandle::getCPUThreadHandle(2);
+    ASSERT_NE(thread, nullptr);
+    EXPECT_EQ(thread->getQualifiedName(), "CPU/Package 0/Core 1/Thread 0");
 
+    // The framed reader of mixed records makes a system record of code 2.
+    Serializer framed(golden().bytes);
+    const std::unique_ptr<Metadata> record(Metadata::deserialize(framed, 0));
+    ASSERT_NE(dynamic_cast<SystemMetadata*>(record.get()), nullptr);
+    EXPECT_EQ(written(*record), golden().bytes);
+}
+
+TEST_F(SystemMetadataTest, OlderWritersTreeAndQuantumAreRead) {
     // Old files carry the tree in its deprecated form, in the prefix.
     const Golden g = golden();
     Serializer tree;
-    original.getCPUTopology().serializeTreeDeprecated(tree);
-    std::vector<char> oldFile(g.bytes.begin(), g.bytes.begin() + g.deprecatedTree);
+    sample().getCPUTopology().serializeTreeDeprecated(tree);
+    std::vector<char> oldFile = cut(g.bytes, g.deprecatedTree);
     const std::vector<char> treeBytes = tree.get_buffer();
     oldFile.insert(oldFile.end(), treeBytes.begin(), treeBytes.end());
     oldFile.insert(oldFile.end(), g.bytes.begin() + g.deprecatedTree + 2,
                    g.bytes.begin() + g.prefixEnd);
+    SystemMetadata back;
     ASSERT_EQ(readBack(oldFile, back), 0);
+    std::vector<const TNode*> threads;
     back.getCPUTopology().getAllThreads(threads);
     ASSERT_EQ(threads.size(), 3u);
     EXPECT_EQ(threads[2]->getUniqueID(), 2);
 
     // A quantum from an old writer is scaled to milliseconds.
-    SystemMetadata old;
-    ASSERT_EQ(readBack(golden(c_oldAppVersion).bytes, old), 0);
-    EXPECT_EQ(old.continuousCollectionQuantum, 5000u);
+    ASSERT_EQ(readBack(golden(c_oldAppVersion).bytes, back), 0);
+    EXPECT_EQ(back.continuousCollectionQuantum, 5000u);
 }
 
+// The lines whose numbers the reader formats.
 TEST_F(SystemMetadataTest, MandatoryPrefixIsLoggedAtInformationLevel) {
-    SystemMetadata noTopology = sample();
-    noTopology.cpuTopology.clear();
-    const std::vector<char> bytes = written(noTopology);
+    const std::vector<char> bytes = written(sample());
     log.clear();
     SystemMetadata back;
     ASSERT_EQ(readBack(bytes, back), 0);
-    EXPECT_TRUE(log.loggedExactly({
-        "INFO: OK, read app version = 132645122 (2024.1.2)\n",
-        "INFO: OK, read driver version = 197637 (3.4.5)\n",
-        "INFO: OK: read bus freq = 100.00\n",
-        "INFO: OK: read QPC clock freq = 10.00\n",
-        "INFO: OK: read lfm freq = 400.00\n",
-        "INFO: OK: read hfm freq = 3600.00\n",
-        "INFO: OK: read CPU freq = 2400.50\n",
-        "INFO: OK: read start, stop TSC = 1000, 2000\n",
-        "INFO: OK: read start, stop Timeval = 1700000000000000000, 1700000002500000000\n",
-        "INFO: OK: read polling interval msecs = 100\n",
-        "INFO: OK: read max detail = 2\n",
-        "OK: read command line: vantry -t \n",
-    }));
+    EXPECT_TRUE(log.logged("INFO: OK, read app version = 132645122 (2024.1.2)\n"));
+    EXPECT_TRUE(log.logged("INFO: OK, read driver version = 197637 (3.4.5)\n"));
+    EXPECT_TRUE(log.logged("INFO: OK: read CPU freq = 2400.50\n"));
+    EXPECT_TRUE(log.logged(
+        "INFO: OK: read start, stop Timeval = 1700000000000000000, 1700000002500000000\n"));
+    EXPECT_TRUE(log.logged("OK: read command line: vantry -t \n"));
 }
 
-TEST_F(SystemMetadataTest, RecordsCutInTheOptionalPartAreOlderRecords) {
+// Cut inside the mandatory prefix or a repeated record, a record is refused
+// and leaves the target alone; cut elsewhere it is an older record, with one
+// warning when the cut falls where a field starts.
+TEST_F(SystemMetadataTest, EveryTruncationIsRefusedOrAnOlderRecord) {
     log.context().setVerbosity(PW_WARNING);
     const Golden g = golden();
-    for (const auto& field : g.fields) {
+    const auto inside = [](size_t n, std::pair<size_t, size_t> range) {
+        return n >= range.first && n < range.second;
+    };
+    auto field = g.fields.begin();
+    for (size_t n = 0; n < g.bytes.size(); ++n) {
+        const bool refused =
+            n < g.prefixEnd || inside(n, g.changeRecords) || inside(n, g.syncRecords);
         log.clear();
         SystemMetadata back;
-        ASSERT_EQ(readBack(g.bytes, back, field.first), 0) << field.second;
-        EXPECT_TRUE(log.loggedExactly({field.second}));
-        EXPECT_EQ(back.hostName, "host");
+        back.hostName = "untouched";
+        ASSERT_EQ(readBack(g.bytes, back, n), refused ? -1 : 0) << "cut at " << n;
+        EXPECT_EQ(back.hostName, refused ? "untouched" : "host") << "cut at " << n;
+        if (field != g.fields.end() && n == field->first) {
+            EXPECT_TRUE(log.loggedExactly({field->second}));
+            ++field;
+        }
     }
+    EXPECT_TRUE(field == g.fields.end());
+}
+
+TEST_F(SystemMetadataTest, OlderRecordsKeepDefaults) {
+    const Golden g = golden();
     SystemMetadata back;
-    readBack(g.bytes, back, g.prefixEnd);
+    ASSERT_EQ(readBack(g.bytes, back, g.prefixEnd), 0);
     EXPECT_EQ(back.producedSamples, 0u);
     EXPECT_EQ(back.driverBuildDate, "N/A");
     EXPECT_EQ(back.getCPUTopology().getNumThreads(), 0u);
@@ -336,69 +286,32 @@ TEST_F(SystemMetadataTest, RecordsCutInTheOptionalPartAreOlderRecords) {
     EXPECT_TRUE(log.loggedExactly({g.fields[13].second}));
 }
 
-TEST_F(SystemMetadataTest, EveryTruncationIsRefusedOrAnOlderRecord) {
+TEST_F(SystemMetadataTest, DamagedRecordsNeverBreakTheReader) {
     log.context().setVerbosity(PW_FATAL);
-    const Golden g = golden();
-    const auto inside = [](size_t n, std::pair<size_t, size_t> range) {
-        return n >= range.first && n < range.second;
-    };
-    for (size_t n = 0; n < g.bytes.size(); ++n) {
-        const bool refused =
-            n < g.prefixEnd || inside(n, g.changeRecords) || inside(n, g.syncRecords);
-        SystemMetadata back;
-        back.hostName = "untouched";
-        ASSERT_EQ(readBack(g.bytes, back, n), refused ? -1 : 0) << "cut at " << n;
-        EXPECT_EQ(back.hostName, refused ? "untouched" : "host") << "cut at " << n;
-    }
-}
-
-TEST_F(SystemMetadataTest, RandomBytesNeverBreakTheReader) {
-    log.context().setVerbosity(PW_FATAL);
-    std::mt19937 random(20240521u);
-    const std::vector<char> valid = golden().bytes;
-    std::uniform_int_distribution<int> byte(0, 255);
-    int accepted = 0;
-    for (int i = 0; i < 4000; ++i) {
-        std::vector<char> bytes;
-        if (i % 2 == 0) {
-            // Noise behind a valid type code.
-            bytes = Bytes().u32(2).data;
-            const size_t length = std::uniform_int_distribution<size_t>(0, 400)(random);
-            for (size_t k = 0; k < length; ++k) {
-                bytes.push_back(static_cast<char>(byte(random)));
-            }
-        } else {
-            // A valid record with a few bytes changed and maybe cut.
-            bytes = valid;
-            for (int k = 0; k < 3; ++k) {
-                bytes[std::uniform_int_distribution<size_t>(4, bytes.size() - 1)(random)] =
-                    static_cast<char>(byte(random));
-            }
-            bytes.resize(std::uniform_int_distribution<size_t>(4, bytes.size())(random));
-        }
-        SystemMetadata back;
-        const int result = readBack(bytes, back);
-        ASSERT_TRUE(result == 0 || result == -1) << "input " << i;
-        accepted += result == 0 ? 1 : 0;
-    }
+    const int accepted =
+        test::readDamaged(20240521u, {golden().bytes}, [](const std::vector<char>& bytes) {
+            SystemMetadata back;
+            const int result = readBack(bytes, back);
+            EXPECT_TRUE(result == 0 || result == -1);
+            return result == 0;
+        });
     // Both outcomes occur: the damaged records get past the prefix.
     EXPECT_GT(accepted, 500);
     EXPECT_LT(accepted, 3500);
 }
 
-TEST_F(SystemMetadataTest, TimesAndDurations) {
+TEST_F(SystemMetadataTest, TimesVersionBannerAndHeaders) {
     SystemMetadata s = sample();
     EXPECT_EQ(s.formatTimevalAsString(0), "N/A");
     EXPECT_EQ(s.formatTimevalAsString(c_second), "1970-01-01 00:00:01 GMT");
-    EXPECT_EQ(s.getCollectionStartTime(), "2023-11-14 22:13:20 GMT");
-    EXPECT_EQ(s.getProgramStartTime(), "2023-11-14 22:13:19 GMT");
-    EXPECT_DOUBLE_EQ(s.getCollectionDurationSec(), 2.5);
-    std::swap(s.startTimeval, s.stopTimeval);
-    EXPECT_GT(s.getCollectionDurationSec(), 1e9);  // unsigned difference
-}
+    EXPECT_EQ(s.getCollectionHeader(),
+              "Command line options: vantry -t \n\n"
+              "Program Started: 2023-11-14 22:13:19 GMT\n"
+              "Data Collection Started: 2023-11-14 22:13:20 GMT \n"
+              "QPC Clock Frequency (MHz): 10 \n"
+              "CPU Base Operating Frequency (MHz): 2400.5\n"
+              "Collection duration (sec):2.5");
 
-TEST_F(SystemMetadataTest, VersionBannerAndHeaders) {
-    SystemMetadata s = sample();
     const std::string banner =
         "Orvane(R) Vantry for Windows* OS Version 2024.1.2 [2024-01-03]\n"
         "Build Ref: ref-1\n"
@@ -422,14 +335,8 @@ TEST_F(SystemMetadataTest, VersionBannerAndHeaders) {
     EXPECT_EQ(s.getOSVersionString(false),
               "Orvane(R) Vantry for Windows* OS Version 2024.1 beta [N/A]\n"
               "Build Ref: N/A\nDriver Version 3.4.5 [N/A]\n");
-
-    EXPECT_EQ(sample().getCollectionHeader(),
-              "Command line options: vantry -t \n\n"
-              "Program Started: 2023-11-14 22:13:19 GMT\n"
-              "Data Collection Started: 2023-11-14 22:13:20 GMT \n"
-              "QPC Clock Frequency (MHz): 10 \n"
-              "CPU Base Operating Frequency (MHz): 2400.5\n"
-              "Collection duration (sec):2.5");
+    std::swap(s.startTimeval, s.stopTimeval);
+    EXPECT_GT(s.getCollectionDurationSec(), 1e9);  // unsigned difference
 }
 
 TEST_F(SystemMetadataTest, HardwareHeader) {
@@ -474,7 +381,9 @@ TEST_F(SystemMetadataTest, HardwareHeader) {
 }
 
 TEST_F(SystemMetadataTest, TextDump) {
-    EXPECT_EQ(dump(sample()),
+    std::ostringstream os;
+    os << std::hex << sample();  // the caller's flags must not matter
+    EXPECT_EQ(os.str(),
               "FMS: 0x6.0x97.0x2\nApp version: 2024.1.2\nApp build date: 2024-01-03\n"
               "Driver version: 3.4.5\nDriver build date: 2024-01-02\nSCU version: 9\n"
               "Platform name: ADL_ADP-S\nHost name: host\nOS name: Windows\nOS type: x64\n"
@@ -496,19 +405,14 @@ TEST_F(SystemMetadataTest, TextDump) {
               "Package Type: BGA\n");
 }
 
-TEST(TopologyChangeTest, ActionsAndModules) {
-    const TopologyChange none;
-    EXPECT_STREQ(none.getActionName(), "NOP");
-    EXPECT_EQ(none.getModuleID(), -1);
+TEST(TopologyChangeTest, ActionNamesAndModules) {
     const char* names[] = {"NOP", "OFFLINE", "ONLINE PREPARE", "ONLINE", "NOP"};
     for (int32_t action = 0; action < 5; ++action) {
         EXPECT_STREQ(TopologyChange(0, static_cast<cpu_action>(action), 0, 0, 0, 0).getActionName(),
                      names[action]);
     }
-    TopologyChange change = TopologyChange::fromDriverEvent(10, cpu_action::ONLINE, 9, 5, 1, 4);
-    EXPECT_EQ(change.getModuleID(), 1);
-    change.resetTimestamp(20);
-    EXPECT_EQ(change.getTimestamp(), 20u);
+    EXPECT_EQ(TopologyChange().getModuleID(), -1);
+    EXPECT_EQ(TopologyChange::fromDriverEvent(10, cpu_action::ONLINE, 9, 5, 1, 4).getModuleID(), 1);
     EXPECT_EQ(TopologyChange::fromDriverEvent(10, cpu_action::ONLINE, 9, 5, 1, 0).getModuleID(),
               -1);
 }

@@ -7,26 +7,15 @@
 
 #include "common/serialize/Serializer.h"
 #include "common/serialize/TopTree.h"
+#include "tests/serialize/RecordTestSupport.h"
 #include "tests/support/LogCapture.h"
 
 namespace pwr {
 namespace {
 
+using test::Bytes;
+using test::cut;
 using test::LogCapture;
-
-// Builds expected byte streams field by field, little-endian.
-struct Bytes {
-    std::vector<char> data;
-    Bytes& u16(uint16_t v) { return put(v, 2); }
-    Bytes& i32(int32_t v) { return put(static_cast<uint32_t>(v), 4); }
-    Bytes& u32(uint32_t v) { return put(v, 4); }
-    Bytes& put(uint64_t v, int width) {
-        for (int i = 0; i < width; ++i) {
-            data.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
-        }
-        return *this;
-    }
-};
 
 constexpr uint32_t c_package = 1;
 constexpr uint32_t c_core = 3;
@@ -71,39 +60,32 @@ uint32_t coreValue(const TNode* node) {
     return core == nullptr ? 0 : core->getCoreModelIDAndType();
 }
 
-TEST(TopTreeTest, EmptyTreeIsTwoZeroBytesAndNegativePackagesAreSkipped) {
-    Serializer out;
-    EXPECT_EQ(TopTree().serializeTree(out), 0);
-    EXPECT_EQ(out.get_buffer(), Bytes().u16(0).data);
-    TopTree tree = machine();
-    Serializer in(out.get_buffer());
-    EXPECT_EQ(tree.deserializeTree(in), 0);
-    EXPECT_EQ(tree.getNumCores(), 0u);
-
-    // A negative id where a package is expected leaves that package out.
-    Serializer negative(Bytes().u16(2).i32(-1).i32(3).u32(c_package).i32(-1).data);
-    ASSERT_EQ(tree.deserializeTree(negative), 0);
-    EXPECT_EQ(allNames(tree), std::vector<std::string>{"Package 3"});
-}
-
 TEST(TopTreeTest, RoundTripKeepsStructureKeysAndCoreValues) {
     Serializer out;
     machine().serializeTree(out);
     EXPECT_EQ(out.get_buffer(), machineBytes());
-
     TopTree back;
     Serializer in(out.get_buffer());
     ASSERT_EQ(back.deserializeTree(in), 0);
-    EXPECT_EQ(back.getNumPackages(), 1u);
-    EXPECT_EQ(back.getNumCores(), 2u);
-    EXPECT_EQ(back.getNumThreads(), 4u);
+    EXPECT_EQ(allNames(back), allNames(machine()));
     EXPECT_EQ(coreValue(back.getNode(top_node_type::Core, 0)), 0x40000001u);
     EXPECT_EQ(coreValue(back.getNode(top_node_type::Core, 1)), 0x20000001u);
-    EXPECT_EQ(allNames(back), allNames(machine()));
     // Thread 0 of core 0 and thread 0 of core 1 have distinct keys.
     const TNode* thread = back.getNode(top_node_type::Thread, 0x10000u);
     ASSERT_NE(thread, nullptr);
     EXPECT_EQ(thread->getFullyQualifiedName(), "Package 0/Core 1/Thread 0");
+
+    // An empty tree is two zero bytes, and reading it empties the tree.
+    Serializer empty;
+    EXPECT_EQ(TopTree().serializeTree(empty), 0);
+    EXPECT_EQ(empty.get_buffer(), Bytes().u16(0).data);
+    Serializer emptyIn(empty.get_buffer());
+    EXPECT_EQ(back.deserializeTree(emptyIn), 0);
+    EXPECT_EQ(back.getNumCores(), 0u);
+    // A negative id where a package is expected leaves that package out.
+    Serializer negative(Bytes().u16(2).i32(-1).i32(3).u32(c_package).i32(-1).data);
+    ASSERT_EQ(back.deserializeTree(negative), 0);
+    EXPECT_EQ(allNames(back), std::vector<std::string>{"Package 3"});
 }
 
 TEST(TopTreeTest, AddNodeSkipsNegativeLevelsAndReusesNodes) {
@@ -189,7 +171,7 @@ TEST(TopTreeTest, TruncatedOrMalformedInputIsRefusedAndKeepsTheTree) {
     inputs.push_back(tooDeep.data);
     const std::vector<char> full = machineBytes();
     for (size_t length = 0; length < full.size(); ++length) {
-        inputs.emplace_back(full.begin(), full.begin() + length);
+        inputs.push_back(cut(full, length));
     }
     TopTree before;
     before.addNode(7, -1, 7, 7);
@@ -218,8 +200,8 @@ TEST(TopTreeTest, DeprecatedFormRoundTripsWithoutCoreValues) {
     EXPECT_EQ(coreValue(back.getNode(top_node_type::Core, 0)), TNodeCore::c_32BitMask);
 
     for (size_t length = 0; length < b.data.size(); ++length) {
-        Serializer cut(std::vector<char>(b.data.begin(), b.data.begin() + length));
-        EXPECT_EQ(back.deserializeTreeDeprecated(cut), -1) << "length " << length;
+        Serializer in(cut(b.data, length));
+        EXPECT_EQ(back.deserializeTreeDeprecated(in), -1) << "length " << length;
     }
 
     Serializer negative(Bytes().u16(1).i32(-1).u32(c_package).u16(0).data);
@@ -230,8 +212,8 @@ TEST(TopTreeTest, BuildTopologyParsesPathsAndDumpsTheTree) {
     LogCapture log;
     TopTree tree;
     const std::string description =
-        "# two cores\r\n"
-        "Package 0/Core 0 (0x40000001)/Thread 0\n"
+        "# two cores\n"
+        "Package 0/Core 0 (0x4000000a)/Thread 0\r\n"
         "\n"
         "  Package 0 / Core 0 / Thread 1  \n"
         "Package 0/Core 1 (536870913)/Thread 0\n"
@@ -240,7 +222,7 @@ TEST(TopTreeTest, BuildTopologyParsesPathsAndDumpsTheTree) {
     EXPECT_TRUE(log.loggedExactly({
         "INFO: Dumping trees\n",
         "INFO: Package 0 (unique id 0)\n",
-        "INFO:   Core 0 (unique id 0, core value 0x40000001)\n",
+        "INFO:   Core 0 (unique id 0, core value 0x4000000A)\n",
         "INFO:     Thread 0 (unique id 0)\n",
         "INFO:     Thread 1 (unique id 1)\n",
         "INFO:   Core 1 (unique id 1, core value 0x20000001)\n",
