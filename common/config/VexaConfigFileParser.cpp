@@ -8,7 +8,7 @@
 
 #include "common/config/ConfigLineReader.h"
 #include "common/config/OperationValue.h"
-#include "common/config/Specifier.h"
+#include "common/config/ModelSpecifier.h"
 #include "common/plugins/CollectorPlugin.h"
 #include "common/runtime/Log.h"
 #include "common/serialize/SystemMetadata.h"
@@ -1320,14 +1320,14 @@ int VexaConfigFileParser::getPlatformName(
     const std::string& wanted = specifier.second;
     const Platform* partial = nullptr;
     for (const Platform* platform : m_platformOrder) {
-        for (const auto& spec : platform->specifiers) {
-            if (spec->getType() != type) {
+        for (const auto& specifier : platform->specifiers) {
+            if (specifier->getType() != type) {
                 continue;
             }
-            const std::string text = spec->toString();
+            const std::string text = specifier->toString();
             pwLog(PW_INFO, "INFO: getPlatformName_i::type:%s, valueOrRange:%s\n", type.c_str(),
                   text.c_str());
-            const SpecifierMatch match = spec->is_match(wanted);
+            const SpecifierMatch match = specifier->is_match(wanted);
             if (match == SpecifierMatch::EXACT) {
                 pwLog(PW_INFO, "INFO: Found exact match for specifier: %s\n", wanted.c_str());
                 name = platform->name;

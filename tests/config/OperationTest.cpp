@@ -10,7 +10,7 @@
 
 #include "common/config/InputMsg.h"
 #include "common/config/OperationValue.h"
-#include "common/config/Specifier.h"
+#include "common/config/ModelSpecifier.h"
 #include "common/config/VexaConfigFileParser.h"
 #include "common/serialize/SystemMetadata.h"
 #include "tests/config/FakeCollector.h"
@@ -298,10 +298,11 @@ class SpecifierMatchTest : public ::testing::TestWithParam<MatchCase> {};
 
 TEST_P(SpecifierMatchTest, Answers) {
     const MatchCase& c = GetParam();
-    std::unique_ptr<Specifier> spec(c.make());
+    std::unique_ptr<Specifier> specifier(c.make());
     test::LogCapture log;
     log.context().setVerbosity(PW_ERROR);
-    EXPECT_EQ(spec->is_match(c.value), c.expected) << spec->toString() << " vs " << c.value;
+    EXPECT_EQ(specifier->is_match(c.value), c.expected)
+        << specifier->toString() << " vs " << c.value;
     EXPECT_TRUE(
         log.loggedExactly(c.line ? std::vector<std::string>{c.line} : std::vector<std::string>{}));
 }

@@ -1,4 +1,4 @@
-#include "common/config/Specifier.h"
+#include "common/config/ModelSpecifier.h"
 
 #include <cinttypes>
 #include <cstdio>
