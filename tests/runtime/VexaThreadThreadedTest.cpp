@@ -25,17 +25,6 @@ constexpr int c_stop = 100;   // the handler asks the thread to stop
 constexpr int c_where = 101;  // the handler answers with its processor
 constexpr uint32_t c_limit = 1048576;
 
-// Wine passes every wait and release of a kernel object through its server,
-// some 30 microseconds each: the stress test sends fewer requests there.
-bool underWine() {
-#if defined(_WIN32)
-    const HMODULE ntdll = GetModuleHandleA("ntdll.dll");
-    return ntdll != nullptr && GetProcAddress(ntdll, "wine_get_version") != nullptr;
-#else
-    return false;
-#endif
-}
-
 int currentProcessor() {
 #if defined(_WIN32)
     PROCESSOR_NUMBER p{};
@@ -240,7 +229,7 @@ class Checker : public VexaThreadActor {
 
 TEST_F(VexaThreadThreadedTest, ManySendersGetTheirOwnResponses) {
     constexpr int c_senders = 4;
-    const int c_requests = underWine() ? 2500 : 10000;
+    const int c_requests = 10000;
     log.context().setVerbosity(PW_WARNING);
     Checker checker;
     VexaThread thread(checker);
