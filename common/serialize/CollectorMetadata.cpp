@@ -24,35 +24,14 @@ void CollectorMetadata::serialize_i(Serializer& ser) const {
 
 int CollectorMetadata::deserialize_i(Serializer& ser, unsigned /*version*/) {
     std::string name;
-    uint16_t count = 0;
     if (ser.read(name) == 0) {
         pwLog(PW_WARNING,
               "WARNING: ERROR reading name while deserializing collector metadata message!\n");
         return -1;
     }
-    if (ser.read(count) == 0) {
-        pwLog(PW_WARNING,
-              "WARNING: ERROR reading map size while deserializing collector metadata message!\n");
-        return -1;
-    }
-    // Grown pair by pair: the count comes from the file and is trusted only
-    // as far as the pairs are really there.
     Values values;
-    for (uint16_t i = 0; i < count; ++i) {
-        std::string key;
-        std::string value;
-        if (ser.read(key) == 0) {
-            pwLog(PW_WARNING,
-                  "WARNING: ERROR reading key while deserializing collector metadata message!\n");
-            return -1;
-        }
-        if (ser.read(value) == 0) {
-            pwLog(PW_WARNING,
-                  "WARNING: ERROR reading value while deserializing collector metadata "
-                  "message!\n");
-            return -1;
-        }
-        values.emplace_back(std::move(key), std::move(value));
+    if (readPairs_i(ser, values, "collector") != 0) {
+        return -1;
     }
     m_name.swap(name);
     m_values.swap(values);

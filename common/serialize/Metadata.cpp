@@ -119,4 +119,34 @@ int Metadata::readStrings_i(Serializer& ser, std::set<std::string>& out) {
     return 0;
 }
 
+int Metadata::readPairs_i(Serializer& ser, std::vector<std::pair<std::string, std::string>>& out,
+                          const char* kind) {
+    uint16_t count = 0;
+    if (ser.read(count) == 0) {
+        pwLog(PW_WARNING,
+              "WARNING: ERROR reading map size while deserializing %s metadata message!\n", kind);
+        return -1;
+    }
+    // Grown pair by pair: the count comes from the file and is trusted only
+    // as far as the pairs are really there.
+    std::vector<std::pair<std::string, std::string>> pairs;
+    for (uint16_t i = 0; i < count; ++i) {
+        std::string key;
+        std::string value;
+        if (ser.read(key) == 0) {
+            pwLog(PW_WARNING,
+                  "WARNING: ERROR reading key while deserializing %s metadata message!\n", kind);
+            return -1;
+        }
+        if (ser.read(value) == 0) {
+            pwLog(PW_WARNING,
+                  "WARNING: ERROR reading value while deserializing %s metadata message!\n", kind);
+            return -1;
+        }
+        pairs.emplace_back(std::move(key), std::move(value));
+    }
+    out.swap(pairs);
+    return 0;
+}
+
 }  // namespace pwr

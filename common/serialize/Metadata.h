@@ -86,6 +86,11 @@ class PWR_API Metadata {
     // Reads what writeStrings_i wrote into out (replaced only on success).
     // Every string is mandatory. Returns 0 or -1.
     static int readStrings_i(Serializer& ser, std::set<std::string>& out);
+    // Reads what writePairs_i wrote into out (replaced only on success). A
+    // missing count, key or value is reported naming the record kind
+    // ("metric", "collector"). Returns 0 or -1.
+    static int readPairs_i(Serializer& ser, std::vector<std::pair<std::string, std::string>>& out,
+                           const char* kind);
 
   private:
     // A new, empty record of this kind, or null for an unknown code.

@@ -30,7 +30,6 @@ void MetricMetadata::serialize_i(Serializer& ser) const {
 int MetricMetadata::deserialize_i(Serializer& ser, unsigned /*version*/) {
     int32_t pluginID = 0;
     int32_t metricID = 0;
-    uint16_t count = 0;
     if (ser.read(pluginID) == 0) {
         pwLog(PW_WARNING,
               "WARNING: ERROR reading plugin ID while deserializing metric metadata message!\n");
@@ -41,28 +40,9 @@ int MetricMetadata::deserialize_i(Serializer& ser, unsigned /*version*/) {
               "WARNING: ERROR reading metric ID while deserializing metric metadata message!\n");
         return -1;
     }
-    if (ser.read(count) == 0) {
-        pwLog(PW_WARNING,
-              "WARNING: ERROR reading map size while deserializing metric metadata message!\n");
-        return -1;
-    }
-    // Grown pair by pair: the count comes from the file and is trusted only
-    // as far as the pairs are really there.
     Values values;
-    for (uint16_t i = 0; i < count; ++i) {
-        std::string key;
-        std::string value;
-        if (ser.read(key) == 0) {
-            pwLog(PW_WARNING,
-                  "WARNING: ERROR reading key while deserializing metric metadata message!\n");
-            return -1;
-        }
-        if (ser.read(value) == 0) {
-            pwLog(PW_WARNING,
-                  "WARNING: ERROR reading value while deserializing metric metadata message!\n");
-            return -1;
-        }
-        values.emplace_back(std::move(key), std::move(value));
+    if (readPairs_i(ser, values, "metric") != 0) {
+        return -1;
     }
     m_pluginID = pluginID;
     m_metricID = metricID;
