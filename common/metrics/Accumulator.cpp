@@ -91,12 +91,12 @@ int Accumulator::initialize(const Metric& metric, const SystemMetadata& system) 
 }
 
 uint64_t Accumulator::makeKey(const DataElement& element) {
-    const uint64_t entityId = makeEntityKey(element);
     const DataDescriptor* descriptor = element.getDescriptor();
-    if (descriptor != nullptr && descriptor->getId() != 0) {
-        return (entityId << 32) + descriptor->getId();
-    }
-    return entityId;
+    return makeKey(makeEntityKey(element), descriptor == nullptr ? 0 : descriptor->getId());
+}
+
+uint64_t Accumulator::makeKey(uint64_t entityId, uint64_t descriptorId) {
+    return descriptorId == 0 ? entityId : (entityId << 32) + descriptorId;
 }
 
 uint64_t Accumulator::makeEntityKey(const DataElement& element) {

@@ -61,6 +61,8 @@ class PWR_API Accumulator {
 
     // The statistics key of an element (see the top of this file).
     static uint64_t makeKey(const DataElement& element);
+    // The key of an entity id and a descriptor id (0: no descriptor).
+    static uint64_t makeKey(uint64_t entityId, uint64_t descriptorId);
     // Entity id alone, whatever the descriptor.
     static uint64_t makeEntityKey(const DataElement& element);
     // A non-negative double as an unsigned 64-bit integer, exact also at and

@@ -25,10 +25,6 @@ const EnumKeywords c_summaries(c_summaryKeywords,
 const char* const c_invalidDescriptor =
     "WARNING: MetricType::TracedValueTransition: Descriptor is not valid\n";
 
-uint64_t keyOf(uint64_t entityId, uint64_t descriptorId) {
-    return descriptorId == 0 ? entityId : (entityId << 32) + descriptorId;
-}
-
 }  // namespace
 
 const EnumKeywords& TracedTransitionAccumulator::SummaryKind::keywords() {
@@ -84,7 +80,7 @@ int TracedTransitionAccumulator::generateSummaries(const Metric& metric) {
         row.entity = entry.second.entity;
         row.totalDuration = toDouble(entry.second.totalDuration);
         for (uint64_t descriptorId : entry.second.descriptorIds) {
-            auto stats = m_stats.find(keyOf(entry.first, descriptorId));
+            auto stats = m_stats.find(makeKey(entry.first, descriptorId));
             if (stats != m_stats.end()) {
                 row.states.emplace_back(descriptorId, toDouble(stats->second.residency));
             }
@@ -165,7 +161,7 @@ int TracedTransitionAccumulator::countTable_i(const Metric& metric) {
     for (const auto& entry : m_entities) {
         uint64_t total = 0;
         for (uint64_t id : entry.second.descriptorIds) {
-            auto stats = m_stats.find(keyOf(entry.first, id));
+            auto stats = m_stats.find(makeKey(entry.first, id));
             if (stats == m_stats.end()) {
                 continue;
             }
