@@ -1,6 +1,11 @@
 // vantry-meta: prints the collection metadata records of a file.
 //
 //   vantry-meta [--format-version N] FILE
+//   vantry-meta --probe [FILE]
+//
+// With --probe it describes this machine instead: it probes it, writes the
+// system record (into FILE when given), reads it back and prints it like a
+// record of a file, so what is shown is what a result file would carry.
 //
 // FILE holds framed metadata records one after the other (a 32-bit type code,
 // then the record). For a system record it prints the version header, the
@@ -28,6 +33,7 @@
 #include "common/serialize/OperationMetadata.h"
 #include "common/serialize/Serializer.h"
 #include "common/serialize/SystemMetadata.h"
+#include "common/sysinfo/SystemProbe.h"
 
 namespace {
 
@@ -90,8 +96,51 @@ void printRecord(const pwr::Metadata& record) {
 }
 
 int usage() {
-    std::cerr << "usage: vantry-meta [--format-version N] FILE\n";
+    std::cerr << "usage: vantry-meta [--format-version N] FILE\n"
+                 "       vantry-meta --probe [FILE]\n";
     return 2;
+}
+
+int probe(const char* path) {
+    pwr::logContext().setVerbosity(PW_WARNING);
+    pwr::UniqueId::initialize();
+    pwr::SystemMetadata system;
+    pwr::markProgramStart(system);
+    const pwr::ProbeSources sources = pwr::defaultProbeSources();
+    const int unread = pwr::probeSystem(system, sources);
+    system.commandLine = {"vantry-meta", "--probe"};
+    pwr::markCollectionStart(system);
+    const double tscMHz = pwr::probeTscFrequencyMHz(sources.cpuid, 50);
+    pwr::markCollectionStop(system);
+    system.programStopTimeval = system.stopTimeval;
+
+    pwr::Serializer out;
+    system.serialize(out);
+    std::vector<char> bytes = out.get_buffer();
+    if (path != nullptr) {
+        std::ofstream file(path, std::ios::binary);
+        if (!file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()))) {
+            std::cerr << "vantry-meta: cannot write " << path << "\n";
+            pwr::UniqueId::destroy();
+            return 1;
+        }
+    }
+    pwr::Serializer in(bytes);
+    std::unique_ptr<pwr::Metadata> record(pwr::Metadata::deserialize(in, 0));
+    int status = 0;
+    if (record) {
+        printRecord(*record);
+        std::cout << "Hypervisor present: " << (system.hyperVEnabled ? "yes" : "no") << "\n"
+                  << "VSM enabled: " << (system.vsmEnabled ? "yes" : "no") << "\n"
+                  << "HVCI enabled: " << (system.hvciEnabled ? "yes" : "no") << "\n"
+                  << "TSC freq (MHz): " << tscMHz << "\n"
+                  << "Sources not read: " << unread << "\n";
+    } else {
+        std::cerr << "vantry-meta: the probed record cannot be read back\n";
+        status = 1;
+    }
+    pwr::UniqueId::destroy();
+    return status;
 }
 
 }  // namespace
@@ -99,6 +148,9 @@ int usage() {
 int main(int argc, char** argv) {
     unsigned version = 0;
     const char* path = nullptr;
+    if (argc >= 2 && std::strcmp(argv[1], "--probe") == 0) {
+        return argc > 3 ? usage() : probe(argc == 3 ? argv[2] : nullptr);
+    }
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--format-version") == 0 && i + 1 < argc) {
             char* end = nullptr;

@@ -1,5 +1,6 @@
-# vantry-meta prints a file written by write_sample_metadata, and refuses a
-# damaged copy and a missing file with a message and exit status 1.
+# vantry-meta prints a file written by write_sample_metadata, refuses a
+# damaged copy and a missing file with a message and exit status 1, and
+# describes this machine with --probe.
 file(MAKE_DIRECTORY ${WORK_DIR})
 
 function(run_tool out_var rc_var err_var)
@@ -50,4 +51,15 @@ endif()
 run_tool(out rc err ${TOOL} missing.meta)
 if(NOT rc EQUAL 1 OR NOT err MATCHES "cannot open missing.meta")
   message(FATAL_ERROR "a missing file must fail with a message (${rc}): ${err}")
+endif()
+
+# --probe describes this machine, writes the record and reads it back.
+run_tool(out rc err ${TOOL} --probe probe.meta)
+if(NOT rc EQUAL 0 OR NOT out MATCHES "Total # of logical processors: [1-9]"
+   OR NOT out MATCHES "Host name: [^\n]")
+  message(FATAL_ERROR "vantry-meta --probe failed (${rc}): ${err}\n${out}")
+endif()
+run_tool(out rc err ${TOOL} probe.meta)
+if(NOT rc EQUAL 0 OR NOT out MATCHES "1 record read")
+  message(FATAL_ERROR "the probed record cannot be read back (${rc}): ${err}\n${out}")
 endif()
