@@ -8,7 +8,7 @@
 
 #include "common/config/ConfigLineReader.h"
 #include "common/config/OperationValue.h"
-#include "common/config/ModelSpecifier.h"
+#include "common/config/ModelMatch.h"
 #include "common/plugins/CollectorPlugin.h"
 #include "common/runtime/Log.h"
 #include "common/serialize/SystemMetadata.h"

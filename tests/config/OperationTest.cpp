@@ -10,7 +10,7 @@
 
 #include "common/config/InputMsg.h"
 #include "common/config/OperationValue.h"
-#include "common/config/ModelSpecifier.h"
+#include "common/config/ModelMatch.h"
 #include "common/config/VexaConfigFileParser.h"
 #include "common/serialize/SystemMetadata.h"
 #include "tests/config/FakeCollector.h"

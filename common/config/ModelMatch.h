@@ -1,5 +1,5 @@
-// Model specifiers: how the platform configuration recognises a platform.
-// Each specifier has a type ("FMS", "PCI", "PMT", or a name of the
+// Model matching: how the platform configuration recognises a platform.
+// Each model specifier has a type ("FMS", "PCI", "PMT", or a name of the
 // configuration's own such as "SOC-ID") and answers whether a value of that
 // type, as text, matches it exactly, partially (it covers the value among
 // others), or not at all.

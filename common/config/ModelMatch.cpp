@@ -1,4 +1,4 @@
-#include "common/config/ModelSpecifier.h"
+#include "common/config/ModelMatch.h"
 
 #include <cinttypes>
 #include <cstdio>
