@@ -82,6 +82,18 @@ class PWR_API Accumulator {
     // Creates the sample counter; the kinds call this when SAMPLE-COUNT is
     // requested.
     void enableSampleCount_i();
+    // Takes note of the requested summaries: the sample counter when
+    // sampleCount is among them, summaries on when there is any.
+    template <typename Summary>
+    void requestSummaries_i(const std::vector<Summary>& summaries, Summary sampleCount) {
+        for (const Summary& s : summaries) {
+            if (s == sampleCount) {
+                enableSampleCount_i();
+                break;
+            }
+        }
+        m_summaryEnabled = !summaries.empty();
+    }
     // Runs the common start of processDataPoint: the sample counter, then
     // the summary-enabled check. Returns 0 to go on, 1 for a refused point
     // and -1 when the point is to be skipped (returning 0).

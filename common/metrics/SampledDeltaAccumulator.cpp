@@ -35,11 +35,7 @@ const EnumKeywords& SampledDeltaAccumulator::SummaryKind::keywords() {
 
 SampledDeltaAccumulator::SampledDeltaAccumulator(const std::vector<Summary>& summaries)
     : m_rateEnabled(true), m_rateBase(nullptr), m_rateFactor(1.0), m_summaries(summaries) {
-    if (std::find(summaries.begin(), summaries.end(), Summary(SummaryKind::SAMPLE_COUNT)) !=
-        summaries.end()) {
-        enableSampleCount_i();
-    }
-    m_summaryEnabled = !summaries.empty();
+    requestSummaries_i(summaries, Summary(SummaryKind::SAMPLE_COUNT));
 }
 
 SampledDeltaAccumulator::SampledDeltaAccumulator(const SampledDeltaAccumulator& other) = default;

@@ -30,11 +30,7 @@ const EnumKeywords& SampledResidencyAccumulator::SummaryKind::keywords() {
 
 SampledResidencyAccumulator::SampledResidencyAccumulator(const std::vector<Summary>& summaries)
     : m_summaries(summaries) {
-    if (std::find(summaries.begin(), summaries.end(), Summary(SummaryKind::SAMPLE_COUNT)) !=
-        summaries.end()) {
-        enableSampleCount_i();
-    }
-    m_summaryEnabled = !summaries.empty();
+    requestSummaries_i(summaries, Summary(SummaryKind::SAMPLE_COUNT));
 }
 
 SampledResidencyAccumulator::SampledResidencyAccumulator(const SampledResidencyAccumulator& other) =

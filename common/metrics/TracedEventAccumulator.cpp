@@ -46,11 +46,7 @@ const EnumKeywords& TracedEventAccumulator::SummaryKind::keywords() {
 
 TracedEventAccumulator::TracedEventAccumulator(const std::vector<Summary>& summaries)
     : m_summaries(summaries) {
-    if (std::find(summaries.begin(), summaries.end(), Summary(SummaryKind::SAMPLE_COUNT)) !=
-        summaries.end()) {
-        enableSampleCount_i();
-    }
-    m_summaryEnabled = !summaries.empty();
+    requestSummaries_i(summaries, Summary(SummaryKind::SAMPLE_COUNT));
 }
 
 TracedEventAccumulator::TracedEventAccumulator(const TracedEventAccumulator& other) = default;
