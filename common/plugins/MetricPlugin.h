@@ -50,6 +50,11 @@ class PWR_API MetricPlugin : public Plugin {
     // record that this plug-in produced. False for records it does not know.
     virtual bool getOrgMsgTag(const vexa_driver_msg* msg, std::string& out) const = 0;
     virtual bool getOrgMsgPayload(const vexa_driver_msg* msg, std::string& out) const = 0;
+    // One collector record of a message of this plug-in's features, in the
+    // order the collection produced them (see DriverMessage.h); called
+    // between initializeCollection and finalizeCollection. 0 when used or
+    // ignored; non-zero when the record is damaged. The default ignores it.
+    virtual int processDriverMessage(const vexa_driver_msg& msg, const pwr::SystemMetadata& sys);
 
     // The platform configuration file the plug-in reads its messages from.
     void setConfigFileName(const std::string& fileName) { m_configFileName = fileName; }
