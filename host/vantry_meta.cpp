@@ -133,8 +133,32 @@ int probe(const char* path) {
         std::cout << "Hypervisor present: " << (system.hyperVEnabled ? "yes" : "no") << "\n"
                   << "VSM enabled: " << (system.vsmEnabled ? "yes" : "no") << "\n"
                   << "HVCI enabled: " << (system.hvciEnabled ? "yes" : "no") << "\n"
-                  << "TSC freq (MHz): " << tscMHz << "\n"
-                  << "Sources not read: " << unread << "\n";
+                  << "TSC freq (MHz): " << tscMHz << "\n";
+        // The tree as read back, one logical processor a line, with the
+        // OS's own count beside it so that a missing processor shows.
+        const auto& read = static_cast<const pwr::SystemMetadata&>(*record);
+        std::vector<const pwr::TNode*> threads;
+        read.getCPUTopology().getAllThreads(threads);
+        const unsigned osCount = pwr::osLogicalProcessorCount();
+        std::cout << "Logical processors: " << threads.size() << " in the topology, " << osCount
+                  << " reported by the OS\n";
+        for (const pwr::TNode* thread : threads) {
+            const pwr::TNode* core = thread->getParent();
+            const auto* value = dynamic_cast<const pwr::TNodeCore*>(core);
+            std::cout << "\t" << thread->getFullyQualifiedName();
+            if (value != nullptr && value->getCoreModelIDAndType() != pwr::TNodeCore::c_32BitMask) {
+                std::cout << " (core value 0x" << std::hex << value->getCoreModelIDAndType()
+                          << std::dec << ")";
+            }
+            std::cout << "\n";
+        }
+        std::cout << "Sources not read: " << unread << "\n";
+        // Worth a warning, not a failure: the probe never fails as a whole,
+        // and a machine without topology files still gets its record.
+        if (threads.size() != osCount) {
+            std::cerr << "WARNING: the topology holds " << threads.size()
+                      << " logical processors, the OS reports " << osCount << "\n";
+        }
     } else {
         std::cerr << "vantry-meta: the probed record cannot be read back\n";
         status = 1;

@@ -3,11 +3,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
+#include <set>
 #include <sstream>
 #include <thread>
 #include <utility>
@@ -127,6 +131,116 @@ bool isHybrid_i(const CpuidReader& cpuid) {
            (r.edx & c_hybridBit) != 0;
 }
 
+// One logical processor with the ids of the levels above it, as the OS gave
+// them; -1 where the OS does not tell a level.
+struct LogicalCpu {
+    int number;
+    int package;
+    int die;
+    int module;
+    int core;
+};
+
+// Whether the level picked by levelOf says anything: every processor has an
+// id for it, and some parent (the ids picked by parentOf) holds two different
+// children picked by childOf.
+template <typename Level, typename Parent, typename Child>
+bool levelTells_i(const std::vector<LogicalCpu>& cpus, Level levelOf, Parent parentOf,
+                  Child childOf) {
+    std::map<std::vector<int>, int> childOfParent;
+    bool tells = false;
+    for (const LogicalCpu& c : cpus) {
+        if (levelOf(c) < 0) {
+            return false;
+        }
+        const auto inserted = childOfParent.emplace(parentOf(c), childOf(c));
+        tells = tells || inserted.first->second != childOf(c);
+    }
+    return tells;
+}
+
+// Builds the tree from cpus (see the top of SystemProbe.h for the levels it
+// keeps) and replaces system.cpuTopology with it. On a hybrid processor each
+// core carries CPUID.1A:EAX of its first logical processor. Returns the number
+// of things that could not be read.
+int buildTree_i(std::vector<LogicalCpu> cpus, const CpuidReader& cpuid, SystemMetadata& system) {
+    if (cpus.empty()) {
+        return 0;
+    }
+    std::stable_sort(cpus.begin(), cpus.end(),
+                     [](const LogicalCpu& a, const LogicalCpu& b) { return a.number < b.number; });
+    // A processor listed twice (overlapping records of a damaged buffer)
+    // keeps its first place.
+    int unread = 0;
+    for (size_t i = 1; i < cpus.size();) {
+        if (cpus[i].number == cpus[i - 1].number) {
+            unread += warnUnread_i("the place of cpu" + std::to_string(cpus[i].number) +
+                                   " (listed twice)");
+            cpus.erase(cpus.begin() + static_cast<std::ptrdiff_t>(i));
+        } else {
+            ++i;
+        }
+    }
+    const bool dies = levelTells_i(
+        cpus, [](const LogicalCpu& c) { return c.die; },
+        [](const LogicalCpu& c) { return std::vector<int>{c.package}; },
+        [](const LogicalCpu& c) { return c.die; });
+    // A key holds four levels of 16-bit ids (see TopTree.h); a fifth would
+    // push the package out of the Thread keys and break their order. When
+    // both would be made, the dies stay: they are the physical power and
+    // thermal domains, modules only group cores around a shared cache.
+    const bool modules = !dies && levelTells_i(
+                                      cpus, [](const LogicalCpu& c) { return c.module; },
+                                      [](const LogicalCpu& c) {
+                                          return std::vector<int>{c.package, c.die, c.module};
+                                      },
+                                      [](const LogicalCpu& c) { return c.core; });
+    const bool hybrid = isHybrid_i(cpuid);
+    std::set<std::string> coresSeen;
+    std::string description;
+    for (const LogicalCpu& c : cpus) {
+        std::string core = "Package " + std::to_string(c.package);
+        if (dies) {
+            core += "/Die " + std::to_string(c.die);
+        }
+        if (modules) {
+            core += "/Module " + std::to_string(c.module);
+        }
+        core += "/Core " + std::to_string(c.core);
+        description += core;
+        // The core value goes on the core's first line only: the threads of
+        // one core answer alike, and a second value would refuse the tree.
+        CpuidRegs r;
+        if (hybrid && coresSeen.insert(core).second) {
+            if (cpuid(c.number, 0x1A, 0, r) && r.eax != 0) {
+                char value[16];
+                std::snprintf(value, sizeof value, " (0x%08X)", r.eax);
+                description += value;
+            } else {
+                unread += warnUnread_i("the native model id of cpu" + std::to_string(c.number));
+            }
+        }
+        description += "/Thread " + std::to_string(c.number) + "\n";
+    }
+    TopTree tree;
+    if (tree.buildTopology(description, cpus.size()) != 0) {
+        return unread + warnUnread_i("a usable processor topology");
+    }
+    system.cpuTopology = std::move(tree);
+    return unread;
+}
+
+// An id of a sysfs topology file, or -1 when the file is absent or holds no
+// usable id. 0xFFFF is what x86 kernels show for an id they do not know (a
+// cluster without an L2 cache id).
+long long optionalTopologyId_i(const std::string& path) {
+    long long id = -1;
+    if (!readNumber_i(path, id) || id < 0 || id >= 0xFFFF) {
+        return -1;
+    }
+    return id;
+}
+
 int probeTopology_i(SystemMetadata& system, const ProbeSources& sources) {
     const std::string dir = sources.root + "/sys/devices/system/cpu";
     int unread = 0;
@@ -136,51 +250,34 @@ int probeTopology_i(SystemMetadata& system, const ProbeSources& sources) {
         unread += warnUnread_i(dir + "/online");
         cpus = listCpuFolders_i(dir);
     }
-    const bool hybrid = isHybrid_i(sources.cpuid);
-
-    struct Cpu {
-        int cpu;
-        long long package;
-        long long core;
-    };
-    std::vector<Cpu> found;
+    std::vector<LogicalCpu> found;
     for (int cpu : cpus) {
         const std::string topo = dir + "/cpu" + std::to_string(cpu) + "/topology";
         long long package = 0;
         long long core = 0;
         if (!readNumber_i(topo + "/physical_package_id", package) || package < 0 ||
-            !readNumber_i(topo + "/core_id", core) || core < 0) {
+            package > 0xFFFF || !readNumber_i(topo + "/core_id", core) || core < 0 ||
+            core > 0xFFFF) {
             unread += warnUnread_i(topo);
             continue;
         }
-        found.push_back({cpu, package, core});
+        // die_id and cluster_id came with later kernels; without them the
+        // tree simply has no Die or Module level.
+        found.push_back({cpu, static_cast<int>(package),
+                         static_cast<int>(optionalTopologyId_i(topo + "/die_id")),
+                         static_cast<int>(optionalTopologyId_i(topo + "/cluster_id")),
+                         static_cast<int>(core)});
     }
+    return unread + buildTree_i(std::move(found), sources.cpuid, system);
+}
 
-    // Hardware threads are numbered within their core in the order of their
-    // logical-processor numbers.
-    TopTree tree;
-    std::map<std::pair<long long, long long>, int> threadsOfCore;
-    for (const Cpu& c : found) {
-        int thread = threadsOfCore[{c.package, c.core}]++;
-        uint32_t coreValue = TNodeCore::c_32BitMask;
-        CpuidRegs r;
-        if (hybrid) {
-            if (sources.cpuid(c.cpu, 0x1A, 0, r) && r.eax != 0) {
-                coreValue = r.eax;
-            } else {
-                unread += warnUnread_i("the native model id of cpu" + std::to_string(c.cpu));
-            }
-        }
-        if (tree.addNode(static_cast<int>(c.package), -1, static_cast<int>(c.core), thread,
-                         coreValue) != 0) {
-            unread += warnUnread_i("a usable topology for cpu" + std::to_string(c.cpu));
-        }
+// Little-endian fields of a byte buffer; the caller checks the bounds.
+uint64_t readLE_i(const unsigned char* at, size_t bytes) {
+    uint64_t v = 0;
+    for (size_t i = bytes; i-- > 0;) {
+        v = v << 8 | at[i];
     }
-    if (!tree.empty()) {
-        tree.setUniqueID();
-        system.cpuTopology = std::move(tree);
-    }
-    return unread;
+    return v;
 }
 
 // KEY=value or KEY="value" from os-release.
@@ -247,6 +344,21 @@ int probeFrequencies_i(SystemMetadata& system, const std::string& root) {
             unread += warnUnread_i(dir + f.first);
         }
     }
+    // The microcode loader shows the platform id (bits 52:50 of the
+    // processor's platform-id register) as the mask 1 << id. It exists only
+    // on processors that have a platform id and outside most virtual
+    // machines, so its absence is no failure.
+    long long flags = 0;
+    if (readNumber_i(root + "/sys/devices/system/cpu/cpu" + std::to_string(cpu) +
+                         "/microcode/processor_flags",
+                     flags) &&
+        flags > 0 && flags <= 0x80 && (flags & (flags - 1)) == 0) {
+        uint32_t id = 0;
+        while ((1LL << id) != flags) {
+            ++id;
+        }
+        system.platformId = id;
+    }
     return unread;
 }
 
@@ -282,15 +394,300 @@ int probeGraphics_i(SystemMetadata& system, const std::string& root) {
     return 0;
 }
 
+// The 64-bit Windows layout of SYSTEM_LOGICAL_PROCESSOR_INFORMATION_EX (the
+// Windows build checks these against <windows.h>): a record is Relationship
+// (32-bit), Size (32-bit) and a body at offset 8. A processor body
+// (PROCESSOR_RELATIONSHIP) has GroupCount (16-bit) at 22 and GroupMask at 24,
+// GROUP_AFFINITY entries of 16 bytes: Mask (64-bit), Group (16-bit). A group
+// body (GROUP_RELATIONSHIP) has ActiveGroupCount (16-bit) at 2 and GroupInfo
+// at 24, PROCESSOR_GROUP_INFO entries of 48 bytes whose ActiveProcessorCount
+// (8-bit) is at 1.
+namespace lpi {
+constexpr uint32_t c_core = 0;
+constexpr uint32_t c_package = 3;
+constexpr uint32_t c_group = 4;
+constexpr uint32_t c_die = 5;
+constexpr uint32_t c_module = 7;
+constexpr size_t c_body = 8;
+constexpr size_t c_groupCount = 22;
+constexpr size_t c_groupMask = 24;
+constexpr size_t c_affinitySize = 16;
+constexpr size_t c_affinityGroup = 8;
+constexpr size_t c_activeGroupCount = 2;
+constexpr size_t c_groupInfo = 24;
+constexpr size_t c_groupInfoSize = 48;
+constexpr size_t c_activeProcessorCount = 1;
+}  // namespace lpi
+
+struct GroupMask {
+    uint16_t group;
+    uint64_t mask;
+};
+
+using ProcessorSet = std::vector<GroupMask>;
+
+bool contains_i(const ProcessorSet& set, uint16_t group, int bit) {
+    for (const GroupMask& g : set) {
+        if (g.group == group && (g.mask >> bit & 1u) != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The index of the first set of sets holding the processor, or -1.
+int indexOf_i(const std::vector<ProcessorSet>& sets, uint16_t group, int bit) {
+    for (size_t i = 0; i < sets.size(); ++i) {
+        if (contains_i(sets[i], group, bit)) {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+// Ids within the package for dies or modules: the sets of each package are
+// numbered 0, 1, 2, ... in the order Windows lists them.
+std::vector<int> idsWithinPackage_i(const std::vector<ProcessorSet>& sets,
+                                    const std::vector<ProcessorSet>& packages) {
+    std::vector<int> ids;
+    std::map<int, int> next;
+    for (const ProcessorSet& set : sets) {
+        int package = -1;
+        for (const GroupMask& g : set) {
+            for (int bit = 0; bit < 64 && package < 0; ++bit) {
+                if ((g.mask >> bit & 1u) != 0) {
+                    package = indexOf_i(packages, g.group, bit);
+                }
+            }
+        }
+        ids.push_back(next[package]++);
+    }
+    return ids;
+}
+
+}  // namespace
+
+int probeProcessorInformation(SystemMetadata& system, const void* buffer, size_t size,
+                              const CpuidReader& cpuid) {
+    const auto* bytes = static_cast<const unsigned char*>(buffer);
+    int unread = 0;
+    std::vector<ProcessorSet> packages;
+    std::vector<ProcessorSet> dies;
+    std::vector<ProcessorSet> modules;
+    std::vector<GroupMask> cores;
+    std::vector<unsigned> activeInGroup;
+    bool groupsTold = false;
+    for (size_t at = 0; at < size;) {
+        const size_t left = size - at;
+        const size_t length = left >= lpi::c_body ? readLE_i(bytes + at + 4, 4) : 0;
+        if (length < lpi::c_body || length > left) {
+            unread += warnUnread_i("the processor information record at byte " +
+                                   std::to_string(at) + " (damaged)");
+            break;
+        }
+        const unsigned char* body = bytes + at + lpi::c_body;
+        const size_t bodySize = length - lpi::c_body;
+        const auto relation = static_cast<uint32_t>(readLE_i(bytes + at, 4));
+        at += length;
+        if (relation == lpi::c_group) {
+            if (bodySize < lpi::c_groupInfo) {
+                unread += warnUnread_i("the processor groups (record too short)");
+                continue;
+            }
+            const size_t count = readLE_i(body + lpi::c_activeGroupCount, 2);
+            if (lpi::c_groupInfo + count * lpi::c_groupInfoSize > bodySize) {
+                unread += warnUnread_i("the processor groups (record too short)");
+                continue;
+            }
+            activeInGroup.clear();
+            for (size_t g = 0; g < count; ++g) {
+                activeInGroup.push_back(body[lpi::c_groupInfo + g * lpi::c_groupInfoSize +
+                                             lpi::c_activeProcessorCount]);
+            }
+            groupsTold = true;
+            continue;
+        }
+        if (relation != lpi::c_core && relation != lpi::c_package && relation != lpi::c_die &&
+            relation != lpi::c_module) {
+            continue;  // caches, NUMA nodes, kinds of later Windows versions
+        }
+        const size_t count =
+            bodySize >= lpi::c_groupMask ? readLE_i(body + lpi::c_groupCount, 2) : 0;
+        if (count == 0 || lpi::c_groupMask + count * lpi::c_affinitySize > bodySize) {
+            unread += warnUnread_i("a processor record of relation " + std::to_string(relation) +
+                                   " (no processors or too short)");
+            continue;
+        }
+        ProcessorSet set;
+        for (size_t i = 0; i < count; ++i) {
+            const unsigned char* a = body + lpi::c_groupMask + i * lpi::c_affinitySize;
+            set.push_back(
+                {static_cast<uint16_t>(readLE_i(a + lpi::c_affinityGroup, 2)), readLE_i(a, 8)});
+        }
+        if (relation == lpi::c_core) {
+            cores.insert(cores.end(), set.begin(), set.end());
+        } else {
+            (relation == lpi::c_package ? packages
+             : relation == lpi::c_die   ? dies
+                                        : modules)
+                .push_back(std::move(set));
+        }
+    }
+    if (!groupsTold) {
+        // Without the group record, the processors of the cores are the
+        // active ones.
+        for (const GroupMask& core : cores) {
+            if (activeInGroup.size() <= core.group) {
+                activeInGroup.resize(core.group + 1u, 0);
+            }
+            unsigned bits = 0;
+            for (uint64_t m = core.mask; m != 0; m &= m - 1) {
+                ++bits;
+            }
+            activeInGroup[core.group] += bits;
+        }
+    }
+
+    const std::vector<int> dieIds = idsWithinPackage_i(dies, packages);
+    const std::vector<int> moduleIds = idsWithinPackage_i(modules, packages);
+    std::vector<int> coresInPackage(packages.size(), 0);
+    std::vector<LogicalCpu> cpus;
+    for (const GroupMask& core : cores) {
+        int package = -1;
+        for (int bit = 0; bit < 64 && package < 0; ++bit) {
+            if ((core.mask >> bit & 1u) != 0) {
+                package = indexOf_i(packages, core.group, bit);
+            }
+        }
+        if (package < 0) {
+            unread += warnUnread_i("the package of a core of processor group " +
+                                   std::to_string(core.group));
+            continue;
+        }
+        const int coreID = coresInPackage[static_cast<size_t>(package)]++;
+        unsigned base = 0;
+        for (size_t g = 0; g < core.group && g < activeInGroup.size(); ++g) {
+            base += activeInGroup[g];
+        }
+        for (int bit = 0; bit < 64; ++bit) {
+            if ((core.mask >> bit & 1u) == 0) {
+                continue;
+            }
+            const unsigned number = base + static_cast<unsigned>(bit);
+            if (number > 0xFFFF) {
+                unread +=
+                    warnUnread_i("processor " + std::to_string(number) + " (number too large)");
+                continue;
+            }
+            const int die = indexOf_i(dies, core.group, bit);
+            const int module = indexOf_i(modules, core.group, bit);
+            cpus.push_back({static_cast<int>(number), package,
+                            die < 0 ? -1 : dieIds[static_cast<size_t>(die)],
+                            module < 0 ? -1 : moduleIds[static_cast<size_t>(module)], coreID});
+        }
+    }
+    if (cpus.empty()) {
+        return unread + warnUnread_i("any processor core");
+    }
+    return unread + buildTree_i(std::move(cpus), cpuid, system);
+}
+
+std::string smbiosProductName(const void* data, size_t size) {
+    const auto* table = static_cast<const unsigned char*>(data);
+    std::string names[3];
+    for (size_t at = 0; at + 4 <= size;) {
+        const unsigned char type = table[at];
+        const size_t formatted = table[at + 1];
+        if (formatted < 4 || at + formatted > size) {
+            break;
+        }
+        // The strings follow the formatted part, each NUL-ended, the set
+        // ended by a second NUL (two NULs when there are none).
+        std::vector<std::string> strings;
+        size_t s = at + formatted;
+        while (s < size && table[s] != 0) {
+            size_t e = s;
+            while (e < size && table[e] != 0) {
+                ++e;
+            }
+            if (e == size) {
+                s = size;  // a string cut off by the end of the table
+                break;
+            }
+            strings.emplace_back(reinterpret_cast<const char*>(table + s), e - s);
+            s = e + 1;
+        }
+        if (s >= size) {
+            break;  // the set of strings is not ended
+        }
+        // Byte 5 of both structures is the number of the product-name
+        // string, 1-based; 0 means none.
+        if ((type == 1 || type == 2) && formatted > 5 && table[at + 5] != 0 &&
+            table[at + 5] <= strings.size() && names[type].empty()) {
+            names[type] = strings[table[at + 5] - 1u];
+        }
+        if (type == 127) {
+            break;  // end-of-table structure
+        }
+        at = strings.empty() ? at + formatted + 2 : s + 1;
+    }
+    return !names[1].empty() ? names[1] : names[2];
+}
+
+namespace {
+
+bool isIntel_i(const CpuidRegs& leaf0) {
+    char vendor[13] = {};
+    std::memcpy(vendor, &leaf0.ebx, 4);
+    std::memcpy(vendor + 4, &leaf0.edx, 4);
+    std::memcpy(vendor + 8, &leaf0.ecx, 4);
+    return std::strcmp(vendor, "GenuineIntel") == 0;
+}
+
+// EDRAM shows as a level-4 cache in the deterministic cache parameters
+// (CPUID leaf 4). Other makers have no such leaf and no EDRAM of this kind:
+// they are "unsupported" (2) rather than the record's default 0, which would
+// read as "present".
+void probeEdram_i(SystemMetadata& system, const CpuidReader& cpuid, const CpuidRegs& leaf0) {
+    if (!isIntel_i(leaf0)) {
+        system.edramCap = 2;
+        return;
+    }
+    if (leaf0.eax < 4) {
+        return;
+    }
+    CpuidRegs r;
+    bool l4 = false;
+    uint32_t sub = 0;
+    // Leaf 4 lists one cache per subleaf until a null type; a processor
+    // lists a handful, 32 bounds a broken answer.
+    for (; sub < 32 && cpuid(-1, 4, sub, r) && (r.eax & 0x1F) != 0; ++sub) {
+        l4 = l4 || ((r.eax >> 5) & 0x7) == 4;
+    }
+    if (sub != 0) {
+        system.edramCap = l4 ? 0 : 1;
+    }
+}
+
 }  // namespace
 
 int probeLinuxFiles(SystemMetadata& system, const ProbeSources& sources) {
     int unread = probeTopology_i(system, sources);
     unread += probeNames_i(system, sources.root);
     unread += probeFrequencies_i(system, sources.root);
+    // The product name as the kernel decoded it, else from the raw tables
+    // (readable only by root on most systems).
     const std::string product = sources.root + "/sys/class/dmi/id/product_name";
     if (!readLine_i(product, system.platformName)) {
-        unread += warnUnread_i(product);
+        std::ifstream raw(sources.root + "/sys/firmware/dmi/tables/DMI", std::ios::binary);
+        const std::string table((std::istreambuf_iterator<char>(raw)),
+                                std::istreambuf_iterator<char>());
+        const std::string name = smbiosProductName(table.data(), table.size());
+        if (name.empty()) {
+            unread += warnUnread_i(product);
+        } else {
+            system.platformName = name;
+        }
     }
     unread += probeGraphics_i(system, sources.root);
     return unread;
@@ -302,6 +699,7 @@ int probeCpuid(SystemMetadata& system, const CpuidReader& cpuid) {
         return warnUnread_i("CPUID");
     }
     const uint32_t maxLeaf = r.eax;
+    probeEdram_i(system, cpuid, r);
     int unread = 0;
     if (cpuid(-1, 1, 0, r)) {
         uint32_t family = (r.eax >> 8) & 0xF;

@@ -1,6 +1,7 @@
 #include "common/sysinfo/SystemProbe.h"
 
 #include <sched.h>
+#include <unistd.h>
 
 #if defined(__x86_64__) || defined(__i386__)
 #include <cpuid.h>
@@ -12,6 +13,11 @@ int probeOs_i(SystemMetadata& system, const ProbeSources& sources) {
     // Linux tells everything through its files; other systems have no sysfs
     // and report each missing file.
     return probeLinuxFiles(system, sources);
+}
+
+unsigned osLogicalProcessorCount() {
+    const long n = sysconf(_SC_NPROCESSORS_ONLN);
+    return n > 0 ? static_cast<unsigned>(n) : 0u;
 }
 
 ProbeSources defaultProbeSources() {

@@ -5,6 +5,7 @@
 #include <cpuid.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -81,7 +82,24 @@ int probeNames_i(SystemMetadata& system) {
     return unread;
 }
 
+// The portable reader of the buffer in SystemProbe.cpp relies on this
+// layout.
+static_assert(offsetof(SYSTEM_LOGICAL_PROCESSOR_INFORMATION_EX, Size) == 4, "layout");
+static_assert(offsetof(SYSTEM_LOGICAL_PROCESSOR_INFORMATION_EX, Processor) == 8, "layout");
+static_assert(offsetof(PROCESSOR_RELATIONSHIP, GroupCount) == 22, "layout");
+static_assert(offsetof(PROCESSOR_RELATIONSHIP, GroupMask) == 24, "layout");
+static_assert(sizeof(GROUP_AFFINITY) == 16 && offsetof(GROUP_AFFINITY, Group) == 8, "layout");
+static_assert(offsetof(GROUP_RELATIONSHIP, ActiveGroupCount) == 2, "layout");
+static_assert(offsetof(GROUP_RELATIONSHIP, GroupInfo) == 24, "layout");
+static_assert(sizeof(PROCESSOR_GROUP_INFO) == 48 &&
+                  offsetof(PROCESSOR_GROUP_INFO, ActiveProcessorCount) == 1,
+              "layout");
+static_assert(RelationProcessorCore == 0 && RelationProcessorPackage == 3 && RelationGroup == 4,
+              "layout");
+
 int probeTopology_i(SystemMetadata& system, const CpuidReader& cpuid) {
+    // RelationAll also brings dies and modules on the Windows versions that
+    // know them; older ones simply list none.
     DWORD length = 0;
     GetLogicalProcessorInformationEx(RelationAll, nullptr, &length);
     std::vector<char> buf(length);
@@ -91,108 +109,7 @@ int probeTopology_i(SystemMetadata& system, const CpuidReader& cpuid) {
             &length)) {
         return warnUnread_i("the processor topology (GetLogicalProcessorInformationEx)");
     }
-    std::vector<std::vector<GROUP_AFFINITY>> packages;
-    std::vector<GROUP_AFFINITY> cores;
-    for (DWORD at = 0; at + sizeof(DWORD) * 2 <= length;) {
-        auto* info = reinterpret_cast<SYSTEM_LOGICAL_PROCESSOR_INFORMATION_EX*>(buf.data() + at);
-        if (info->Size == 0) {
-            break;
-        }
-        if (info->Relationship == RelationProcessorPackage) {
-            packages.emplace_back(info->Processor.GroupMask,
-                                  info->Processor.GroupMask + info->Processor.GroupCount);
-        } else if (info->Relationship == RelationProcessorCore) {
-            cores.push_back(info->Processor.GroupMask[0]);
-        }
-        at += info->Size;
-    }
-    CpuidRegs r;
-    const bool hybrid = cpuid && cpuid(-1, 0, 0, r) && r.eax >= 7 && cpuid(-1, 7, 0, r) &&
-                        (r.edx & (1u << 15)) != 0;
-    int unread = 0;
-    TopTree tree;
-    std::vector<int> coresInPackage(packages.size(), 0);
-    for (const GROUP_AFFINITY& core : cores) {
-        int package = -1;
-        for (size_t p = 0; p < packages.size() && package < 0; ++p) {
-            for (const GROUP_AFFINITY& g : packages[p]) {
-                if (g.Group == core.Group && (g.Mask & core.Mask) != 0) {
-                    package = static_cast<int>(p);
-                }
-            }
-        }
-        if (package < 0) {
-            unread += warnUnread_i("the package of a core");
-            continue;
-        }
-        const int coreID = coresInPackage[static_cast<size_t>(package)]++;
-        int thread = 0;
-        for (int bit = 0; bit < 64; ++bit) {
-            if ((core.Mask & (KAFFINITY{1} << bit)) == 0) {
-                continue;
-            }
-            const int cpu = core.Group * 64 + bit;
-            uint32_t value = TNodeCore::c_32BitMask;
-            if (hybrid) {
-                if (cpuid(cpu, 0x1A, 0, r) && r.eax != 0) {
-                    value = r.eax;
-                } else {
-                    unread +=
-                        warnUnread_i("the native model id of processor " + std::to_string(cpu));
-                }
-            }
-            tree.addNode(package, -1, coreID, thread++, value);
-        }
-    }
-    if (tree.empty()) {
-        return unread + warnUnread_i("any processor core");
-    }
-    tree.setUniqueID();
-    system.cpuTopology = std::move(tree);
-    return unread;
-}
-
-// The system's product name from the SMBIOS system-information structure
-// (type 1), with the board's (type 2) as a fall-back.
-std::string smbiosProductName_i(const std::vector<char>& raw) {
-    // RawSMBIOSData: four bytes of version, a 32-bit length, the tables.
-    if (raw.size() < 8) {
-        return std::string();
-    }
-    DWORD tableLength = 0;
-    std::memcpy(&tableLength, raw.data() + 4, sizeof tableLength);
-    const auto* table = reinterpret_cast<const unsigned char*>(raw.data() + 8);
-    const size_t size = std::min<size_t>(tableLength, raw.size() - 8);
-    std::string names[3];
-    for (size_t at = 0; at + 4 <= size;) {
-        const unsigned char type = table[at];
-        const size_t formatted = table[at + 1];
-        if (formatted < 4 || at + formatted > size) {
-            break;
-        }
-        // The strings follow the formatted part, each NUL-ended, the set
-        // ended by a second NUL.
-        std::vector<std::string> strings;
-        size_t s = at + formatted;
-        while (s < size && table[s] != 0) {
-            size_t e = s;
-            while (e < size && table[e] != 0) {
-                ++e;
-            }
-            strings.emplace_back(reinterpret_cast<const char*>(table + s), e - s);
-            s = e + 1;
-        }
-        const size_t next = strings.empty() ? at + formatted + 2 : s + 1;
-        if ((type == 1 || type == 2) && formatted > 5 && table[at + 5] != 0 &&
-            table[at + 5] <= strings.size()) {
-            names[type] = strings[table[at + 5] - 1u];
-        }
-        if (type == 127) {
-            break;
-        }
-        at = next;
-    }
-    return !names[1].empty() ? names[1] : names[2];
+    return probeProcessorInformation(system, buf.data(), length, cpuid);
 }
 
 int probeFirmware_i(SystemMetadata& system) {
@@ -200,8 +117,11 @@ int probeFirmware_i(SystemMetadata& system) {
     UINT size = GetSystemFirmwareTable(rsmb, 0, nullptr, 0);
     std::vector<char> raw(size);
     std::string name;
-    if (size != 0 && GetSystemFirmwareTable(rsmb, 0, raw.data(), size) == size) {
-        name = smbiosProductName_i(raw);
+    // RawSMBIOSData: four bytes of version, a 32-bit table length, the table.
+    if (size > 8 && GetSystemFirmwareTable(rsmb, 0, raw.data(), size) == size) {
+        DWORD tableLength = 0;
+        std::memcpy(&tableLength, raw.data() + 4, sizeof tableLength);
+        name = smbiosProductName(raw.data() + 8, std::min<size_t>(tableLength, size - 8));
     }
     if (name.empty()) {
         return warnUnread_i("the SMBIOS product name (GetSystemFirmwareTable)");
@@ -228,16 +148,89 @@ void probeGraphics_i(SystemMetadata& system) {
     }
 }
 
-int probeWindows_i(SystemMetadata& system, const CpuidReader& cpuid) {
-    int unread = probeNames_i(system);
-    unread += probeTopology_i(system, cpuid);
+// One entry of CallNtPowerInformation(ProcessorInformation); the SDK
+// documents it without declaring it.
+struct ProcessorPowerInformation {
+    ULONG Number;
+    ULONG MaxMhz;
+    ULONG CurrentMhz;
+    ULONG MhzLimit;
+    ULONG MaxIdleState;
+    ULONG CurrentIdleState;
+};
+
+// The base operating frequency: the rated ("maximum") frequency the power
+// manager reports, which is the nominal frequency without turbo, else the
+// registry's "~MHz" (the same figure, measured at boot). The current
+// frequency and the limit are logged, as the record has no field for them.
+// The highest frequency comes from CPUID leaf 0x16 (probeCpuid); Windows has
+// no user-mode source for the lowest one, which therefore stays 0.
+int probeFrequencies_i(SystemMetadata& system) {
+    using CallNtPowerInformationFn =
+        LONG(WINAPI*)(POWER_INFORMATION_LEVEL, PVOID, ULONG, PVOID, ULONG);
+    // Loaded at run time so that the library does not import powrprof.dll
+    // for this one call.
+    HMODULE powrprof = LoadLibraryA("powrprof.dll");
+    auto call = powrprof != nullptr
+                    ? reinterpret_cast<CallNtPowerInformationFn>(reinterpret_cast<void*>(
+                          GetProcAddress(powrprof, "CallNtPowerInformation")))
+                    : nullptr;
+    const DWORD count = GetActiveProcessorCount(ALL_PROCESSOR_GROUPS);
+    std::vector<ProcessorPowerInformation> info(count == 0 ? 1 : count);
+    const bool answered =
+        call != nullptr &&
+        call(ProcessorInformation, nullptr, 0, info.data(),
+             static_cast<ULONG>(info.size() * sizeof(ProcessorPowerInformation))) == 0 &&
+        info[0].MaxMhz != 0;
+    if (powrprof != nullptr) {
+        FreeLibrary(powrprof);
+    }
+    if (answered) {
+        system.cpuFreqMHz = static_cast<float>(info[0].MaxMhz);
+        pwLog(PW_INFO, "INFO: processor 0 runs at %lu MHz (rated %lu MHz, limit %lu MHz)\n",
+              info[0].CurrentMhz, info[0].MaxMhz, info[0].MhzLimit);
+        return 0;
+    }
     DWORD mhz = 0;
     if (regDword_i("HARDWARE\\DESCRIPTION\\System\\CentralProcessor\\0", "~MHz", mhz) && mhz != 0) {
         system.cpuFreqMHz = static_cast<float>(mhz);
-    } else {
-        unread += warnUnread_i("HKLM\\HARDWARE\\DESCRIPTION\\System\\CentralProcessor\\0\\~MHz");
+        return 0;
     }
+    return warnUnread_i(
+        "the processor frequency (CallNtPowerInformation, "
+        "HKLM\\HARDWARE\\DESCRIPTION\\System\\CentralProcessor\\0\\~MHz)");
+}
+
+// VTIO is taken as DMA remapping for I/O virtualisation being on: the
+// firmware then publishes the ACPI "DMAR" table, which Windows lists among
+// the ACPI tables it was given.
+int probeVtio_i(SystemMetadata& system) {
+    const DWORD acpi = 'A' << 24 | 'C' << 16 | 'P' << 8 | 'I';
+    const UINT size = EnumSystemFirmwareTables(acpi, nullptr, 0);
+    std::vector<char> ids(size);
+    if (size == 0 || EnumSystemFirmwareTables(acpi, ids.data(), size) != size) {
+        return warnUnread_i("the ACPI table list (EnumSystemFirmwareTables)");
+    }
+    // The list holds each table's four-letter signature as it stands.
+    for (size_t at = 0; at + 4 <= ids.size(); at += 4) {
+        if (std::memcmp(ids.data() + at, "DMAR", 4) == 0) {
+            system.vtioEnabled = true;
+        }
+    }
+    return 0;
+}
+
+// platformId, edramCap and scuVersion: Windows offers no user-mode source of
+// the platform id (a processor register only kernel mode reads) or of the
+// SCU firmware version, so both keep their defaults; edramCap comes from
+// CPUID (probeCpuid).
+int probeWindows_i(SystemMetadata& system, const CpuidReader& cpuid) {
+    int unread = probeNames_i(system);
+    unread += probeTopology_i(system, cpuid);
+    unread += probeFrequencies_i(system);
     unread += probeFirmware_i(system);
+    unread += probeVtio_i(system);
+
     probeGraphics_i(system);
     // Absent values mean the feature is not configured, which is an answer.
     DWORD on = 0;
@@ -262,6 +255,10 @@ int probeOs_i(SystemMetadata& system, const ProbeSources& sources) {
     return probeWindows_i(system, sources.cpuid);
 }
 
+unsigned osLogicalProcessorCount() {
+    return GetActiveProcessorCount(ALL_PROCESSOR_GROUPS);
+}
+
 ProbeSources defaultProbeSources() {
     ProbeSources sources;
     sources.cpuid = readCpuid;
@@ -277,9 +274,20 @@ bool readCpuid(int cpu, uint32_t leaf, uint32_t subleaf, CpuidRegs& out) {
     GROUP_AFFINITY saved{};
     bool pinned = false;
     if (cpu >= 0) {
+        // cpu is the number across groups (see SystemProbe.h): walk the
+        // groups to find its group and its bit there.
         GROUP_AFFINITY one{};
-        one.Group = static_cast<WORD>(cpu / 64);
-        one.Mask = KAFFINITY{1} << (cpu % 64);
+        DWORD number = static_cast<DWORD>(cpu);
+        const WORD groups = GetActiveProcessorGroupCount();
+        WORD group = 0;
+        while (group < groups && number >= GetActiveProcessorCount(group)) {
+            number -= GetActiveProcessorCount(group++);
+        }
+        if (group == groups || number >= 64) {
+            return false;
+        }
+        one.Group = group;
+        one.Mask = KAFFINITY{1} << number;
         if (!SetThreadGroupAffinity(self, &one, &saved)) {
             return false;
         }
