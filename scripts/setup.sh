@@ -11,6 +11,7 @@ packages=(
     g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev
     wine64
     clang-format
+    clang libclang-rt-14-dev
 )
 
 missing=()

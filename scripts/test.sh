@@ -6,6 +6,8 @@
 #      UndefinedBehaviorSanitizer (preset linux-asan);
 #   3. builds and runs the threaded tests under ThreadSanitizer (linux-tsan);
 #   4. cross-builds for Windows and runs every test under Wine (windows);
+#   In 2 to 4 the fuzz targets' corpora (fuzz/corpus) are replayed too, one
+#   ctest entry per target (label "fuzz"), each input counting as one case;
 #   5. checks the formatting of all C++ sources against .clang-format.
 #
 # It ends with one line "N passed, N failed" (GoogleTest cases plus the other

@@ -201,23 +201,17 @@ int probeFrequencies_i(SystemMetadata& system) {
         "HKLM\\HARDWARE\\DESCRIPTION\\System\\CentralProcessor\\0\\~MHz)");
 }
 
-// VTIO is taken as DMA remapping for I/O virtualisation being on: the
-// firmware then publishes the ACPI "DMAR" table, which Windows lists among
-// the ACPI tables it was given.
-int probeVtio_i(SystemMetadata& system) {
-    const DWORD acpi = 'A' << 24 | 'C' << 16 | 'P' << 8 | 'I';
-    const UINT size = EnumSystemFirmwareTables(acpi, nullptr, 0);
-    std::vector<char> ids(size);
-    if (size == 0 || EnumSystemFirmwareTables(acpi, ids.data(), size) != size) {
-        return warnUnread_i("the ACPI table list (EnumSystemFirmwareTables)");
-    }
-    // The list holds each table's four-letter signature as it stands.
-    for (size_t at = 0; at + 4 <= ids.size(); at += 4) {
-        if (std::memcmp(ids.data() + at, "DMAR", 4) == 0) {
-            system.vtioEnabled = true;
-        }
-    }
-    return 0;
+// VTIO: the secure I/O path of Enhanced Sign-in Security (biometric sign-in
+// inside the virtualisation-based security boundary). Features that must not
+// run beside it test this flag, and the note they show names Enhanced Sign-in
+// Security, so the flag follows what Windows reports for that scenario; an
+// absent value means the scenario is not configured.
+void probeVtio_i(SystemMetadata& system) {
+    DWORD on = 0;
+    system.vtioEnabled =
+        regDword_i("SYSTEM\\CurrentControlSet\\Control\\DeviceGuard\\Scenarios\\SecureBiometrics",
+                   "Enabled", on) &&
+        on != 0;
 }
 
 // platformId, edramCap and scuVersion: Windows offers no user-mode source of
@@ -229,7 +223,7 @@ int probeWindows_i(SystemMetadata& system, const CpuidReader& cpuid) {
     unread += probeTopology_i(system, cpuid);
     unread += probeFrequencies_i(system);
     unread += probeFirmware_i(system);
-    unread += probeVtio_i(system);
+    probeVtio_i(system);
 
     probeGraphics_i(system);
     // Absent values mean the feature is not configured, which is an answer.
