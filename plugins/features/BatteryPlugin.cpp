@@ -1,0 +1,39 @@
+#include "plugins/features/BatteryPlugin.h"
+
+#include "common/data/Quantity.h"
+
+namespace vantry::features {
+
+BatteryPlugin::BatteryPlugin()
+    : FeaturePlugin({"BatteryPlugin",
+                     "battery",
+                     "BATTERY",
+                     "Remaining energy and discharge rate of each battery",
+                     {"power"}},
+                    {FieldKind::Real, FieldKind::Real}),
+      m_remaining(nullptr),
+      m_rate(nullptr) {}
+
+BatteryPlugin::~BatteryPlugin() = default;
+
+void BatteryPlugin::createMetrics_i(const pwr::SystemMetadata& sys) {
+    // Batteries report their charge in mWh, which no built-in quantity has:
+    // a custom quantity keeps the reading as the battery gives it.
+    const pwr::Quantity* charge =
+        pwr::Quantity::create(pwr::QuantityType::CUSTOM1, "Remaining Energy", "mWh", nullptr, 1.0);
+    m_remaining = addMetric_i("Battery Remaining Energy", pwr::MetricType::SampledValue, "CHARGE",
+                              sys, charge);
+    m_rate = addMetric_i("Battery Discharge Rate", pwr::MetricType::SampledValue, "RATE", sys,
+                         pwr::Quantity::power());
+}
+
+void BatteryPlugin::handleReadings_i(uint64_t ts, const std::vector<Reading>& readings,
+                                     const pwr::SystemMetadata& /*sys*/) {
+    for (const Reading& reading : readings) {
+        const pwr::EntityHandle* battery = deviceEntity_i(reading.name);
+        feed_i(*m_remaining, ts, battery, nullptr, pwr::Data(reading.real[0]), 0);
+        feed_i(*m_rate, ts, battery, nullptr, pwr::Data(reading.real[1]), 0);
+    }
+}
+
+}  // namespace vantry::features
