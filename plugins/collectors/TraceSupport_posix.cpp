@@ -1,0 +1,9 @@
+#include "plugins/collectors/TraceSupport.h"
+
+namespace vantry {
+
+bool systemTracesEvents() {
+    return false;
+}
+
+}  // namespace vantry
