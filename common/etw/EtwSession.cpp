@@ -338,6 +338,11 @@ bool EtwSession::getGuidForProvider(const wchar_t* name, EtwGuid* out) {
     uint32_t size = 0;
     unsigned long status = backend.enumerateProviders(nullptr, &size);
     while (status == c_etwErrorInsufficientBuffer) {
+        // A backend that asks for no more than it was already given would
+        // keep this loop going for ever: treat the answer as a failure.
+        if (size <= buffer.size()) {
+            break;
+        }
         try {
             buffer.assign(size, 0);
         } catch (const std::bad_alloc&) {

@@ -130,6 +130,11 @@ TEST_F(EtwSessionTest, ProviderFoundByNameIsNamedWhenStarted) {
     fake.answers["enumerate"] = {1168};
     EXPECT_FALSE(EtwSession::getGuidForProvider(L"Microsoft-Windows-PDC", &found));
     EXPECT_TRUE(log.logged("WARNING: TdhEnumerateProviders failed with 1168.\n"));
+
+    // A backend that keeps asking for a buffer of no size ends the search.
+    fake.providerInfo.clear();
+    EXPECT_FALSE(EtwSession::getGuidForProvider(L"Microsoft-Windows-PDC", &found));
+    EXPECT_TRUE(log.logged("WARNING: TdhEnumerateProviders failed with 122.\n"));
 }
 
 TEST_F(EtwSessionTest, TraceFileIsReadBackThroughTheCallback) {
