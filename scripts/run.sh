@@ -1,10 +1,18 @@
 #!/usr/bin/env bash
-# Builds Vantry for Linux (installing what the build needs on first use) and
-# runs the main program. Until the reference host exists that is the example
-# program, which builds a small entity tree and prints it.
+# Builds Vantry for Linux where anything is missing (installing what the
+# build needs on first use), then runs a 5-second collection of every feature
+# this machine offers and shows the summary. The reports and the result file
+# land in build/results/ (VantryOutput.txt, VantryOutput.vtr). Arguments
+# replace the default ones: scripts/run.sh -f cstate -t 10 -r sum,csv
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
 cmake --preset linux >/dev/null
-cmake --build --preset linux --target vantry-example >/dev/null
-exec build/linux/bin/vantry-example "$@"
+cmake --build --preset linux --target vantry vantry_collectors vantry_features vantry_writers \
+    >/dev/null
+mkdir -p build/results
+cd build/results
+if [ $# -eq 0 ]; then
+    set -- -f all -t 5
+fi
+exec ../linux/bin/vantry "$@"
