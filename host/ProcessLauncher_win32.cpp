@@ -1,0 +1,107 @@
+#include "host/ProcessLauncher.h"
+
+#include <windows.h>
+
+namespace vantry {
+
+namespace {
+
+// Quotes one argument so that the program's C runtime splits the command
+// line back into the same words (backslashes double only before a quote).
+std::string quoteArgument(const std::string& word) {
+    if (!word.empty() && word.find_first_of(" \t\n\v\"") == std::string::npos) {
+        return word;
+    }
+    std::string out = "\"";
+    size_t backslashes = 0;
+    for (char c : word) {
+        if (c == '\\') {
+            ++backslashes;
+            continue;
+        }
+        if (c == '"') {
+            out.append(backslashes * 2 + 1, '\\');
+        } else {
+            out.append(backslashes, '\\');
+        }
+        backslashes = 0;
+        out += c;
+    }
+    out.append(backslashes * 2, '\\');
+    out += '"';
+    return out;
+}
+
+std::string lastErrorText() {
+    char* text = nullptr;
+    const DWORD code = GetLastError();
+    FormatMessageA(
+        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+        nullptr, code, 0, reinterpret_cast<LPSTR>(&text), 0, nullptr);
+    std::string result = text != nullptr ? text : "error " + std::to_string(code);
+    if (text != nullptr) {
+        LocalFree(text);
+    }
+    while (!result.empty() && (result.back() == '\n' || result.back() == '\r' ||
+                               result.back() == ' ' || result.back() == '.')) {
+        result.pop_back();
+    }
+    return result;
+}
+
+}  // namespace
+
+struct ProcessLauncher::Impl {
+    HANDLE process = nullptr;
+};
+
+ProcessLauncher::ProcessLauncher() : m_impl(new Impl), m_exitCode(-1) {}
+
+ProcessLauncher::~ProcessLauncher() {
+    if (m_impl->process != nullptr) {
+        CloseHandle(m_impl->process);
+    }
+}
+
+bool ProcessLauncher::start(const std::vector<std::string>& words, std::string& error) {
+    if (words.empty() || words[0].empty()) {
+        error = "no program given";
+        return false;
+    }
+    std::string commandLine;
+    for (const std::string& word : words) {
+        if (!commandLine.empty()) {
+            commandLine += ' ';
+        }
+        commandLine += quoteArgument(word);
+    }
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION info{};
+    if (!CreateProcessA(nullptr, &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                        &startup, &info)) {
+        error = lastErrorText();
+        return false;
+    }
+    CloseHandle(info.hThread);
+    m_impl->process = info.hProcess;
+    return true;
+}
+
+bool ProcessLauncher::isRunning() {
+    if (m_impl->process == nullptr) {
+        return false;
+    }
+    if (WaitForSingleObject(m_impl->process, 0) == WAIT_TIMEOUT) {
+        return true;
+    }
+    DWORD code = 0;
+    if (GetExitCodeProcess(m_impl->process, &code)) {
+        m_exitCode = static_cast<int>(code);
+    }
+    CloseHandle(m_impl->process);
+    m_impl->process = nullptr;
+    return false;
+}
+
+}  // namespace vantry

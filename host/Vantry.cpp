@@ -1,0 +1,991 @@
+#include "host/Vantry.h"
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <sstream>
+#include <system_error>
+
+#include <nlohmann/json.hpp>
+
+#include "common/config/VexaConfigFileParser.h"
+#include "common/config/WriterInterfaceConfigFileParser.h"
+#include "common/data/EntityHandle.h"
+#include "common/data/UniqueId.h"
+#include "common/messages/SystemMessage.h"
+#include "common/messages/TextMessage.h"
+#include "common/plugins/DriverMessage.h"
+#include "common/plugins/MetricPluginCapability.h"
+#include "common/plugins/VexaBuffer.h"
+#include "common/plugins/WriterStream.h"
+#include "common/serialize/CollectorMetadata.h"
+#include "common/serialize/MetricMetadata.h"
+#include "common/serialize/MsgMetadata.h"
+#include "common/sysinfo/SystemProbe.h"
+#include "common/usage/ConsoleWidth.h"
+#include "common/usage/UsageText.h"
+#include "host/Console.h"
+#include "host/ProcessLauncher.h"
+#include "host/ResultFile.h"
+
+#ifndef VANTRY_HOST_VERSION_MAJOR
+#define VANTRY_HOST_VERSION_MAJOR 0
+#define VANTRY_HOST_VERSION_MINOR 1
+#define VANTRY_HOST_VERSION_PATCH 0
+#endif
+
+namespace vantry {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A simulated collection starts at 2026-01-01 00:00:00 GMT, so that its
+// reports carry the same dates on every run.
+const uint64_t c_simulatedEpochNs = 1767225600ull * 1000000000ull;
+// The simulated clock counts nanoseconds (1000 ticks per microsecond) from
+// one second, as metrics refuse a timestamp of 0.
+const float c_simulatedTicksPerUs = 1000.0f;
+const uint64_t c_simulatedFirstTick = 1000000000ull;
+// The progress line is redrawn at most this often.
+const uint64_t c_progressEveryMs = 250;
+
+uint32_t hostVersion() {
+    return static_cast<uint32_t>(VANTRY_HOST_VERSION_MAJOR) << 16 |
+           static_cast<uint32_t>(VANTRY_HOST_VERSION_MINOR) << 8 |
+           static_cast<uint32_t>(VANTRY_HOST_VERSION_PATCH);
+}
+
+uint64_t steadyMs() {
+    return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                     std::chrono::steady_clock::now().time_since_epoch())
+                                     .count());
+}
+
+uint64_t secondsToMs(double seconds) {
+    return static_cast<uint64_t>(seconds * 1000.0 + 0.5);
+}
+
+// Counts the records of a drained buffer (each starts with its u32 length).
+uint64_t countRecords(const pwr::VexaBuffer& buffer) {
+    uint64_t count = 0;
+    size_t at = 0;
+    while (buffer.size() - at >= 4) {
+        const uint8_t* p = buffer.data() + at;
+        const uint32_t length = static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
+                                static_cast<uint32_t>(p[2]) << 16 |
+                                static_cast<uint32_t>(p[3]) << 24;
+        if (length > buffer.size() - at - 4) {
+            break;
+        }
+        at += 4 + length;
+        ++count;
+    }
+    return count;
+}
+
+// Breaks text into lines of at most width columns, without splitting words.
+std::vector<std::string> wrap(const std::string& text, size_t width) {
+    std::vector<std::string> lines;
+    std::istringstream words(text);
+    std::string word;
+    std::string line;
+    while (words >> word) {
+        if (!line.empty() && line.size() + 1 + word.size() > width) {
+            lines.push_back(line);
+            line.clear();
+        }
+        line += (line.empty() ? "" : " ") + word;
+    }
+    if (!line.empty() || lines.empty()) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::string formatTable(const std::vector<std::pair<std::string, std::string>>& rows,
+                        size_t width) {
+    size_t nameWidth = 0;
+    for (const auto& row : rows) {
+        nameWidth = std::max(nameWidth, row.first.size());
+    }
+    const size_t column = 4 + nameWidth + 2;
+    const size_t room = width > column + 20 ? width - column : 40;
+    std::string text;
+    for (const auto& row : rows) {
+        const std::vector<std::string> lines = wrap(row.second, room);
+        for (size_t i = 0; i < lines.size(); ++i) {
+            std::string head = i == 0 ? "    " + row.first : std::string();
+            head.resize(column, ' ');
+            text += head + lines[i] + "\n";
+        }
+    }
+    return text;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// SimulatedClock, TeeLogger
+
+SimulatedClock::SimulatedClock()
+    : pwr::VexaClockSource("5e3a0c1e-7b2d-4f60-9a51-0c0ffee0d00d", "SIM",
+                           "A simulated clock that advances one interval per poll"),
+      m_ticks(c_simulatedFirstTick) {}
+
+SimulatedClock::~SimulatedClock() = default;
+
+float SimulatedClock::getFrequency() const {
+    return c_simulatedTicksPerUs;
+}
+
+uint64_t SimulatedClock::getTimestamp() const {
+    return m_ticks;
+}
+
+void SimulatedClock::advanceMs(uint64_t ms) {
+    m_ticks += ms * 1000000u;
+}
+
+void SimulatedClock::advanceTicks(uint64_t ticks) {
+    m_ticks += ticks;
+}
+
+TeeLogger::TeeLogger(FILE* console, FILE** logFile) : m_console(console), m_logFile(logFile) {}
+
+TeeLogger::~TeeLogger() = default;
+
+void TeeLogger::log(const char* line) {
+    if (line == nullptr) {
+        return;
+    }
+    std::fputs(line, m_console);
+    if (m_logFile != nullptr && *m_logFile != nullptr) {
+        std::fputs(line, *m_logFile);
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Vantry
+
+Vantry::Vantry() : m_stdout(stdout, &m_logFile), m_stderr(stderr, &m_logFile) {}
+
+Vantry::~Vantry() {
+    // Plug-ins first: their metrics and messages refer to what follows.
+    m_features.clear();
+    m_plugins.clear();
+    pwr::WriterInterfaceConfigFileParser::destroy();
+    pwr::VexaConfigFileParser::destroy();
+    if (m_registryUp) {
+        pwr::UniqueId::destroy();
+    }
+    if (m_env) {
+        m_env->setDefaultClock(nullptr);
+    }
+    m_env.reset();
+    m_clock.reset();
+    if (m_logFile != nullptr) {
+        std::fclose(m_logFile);
+    }
+}
+
+void Vantry::out_i(const std::string& text) {
+    m_stdout.log(text.c_str());
+    std::fflush(stdout);
+}
+
+int Vantry::fail_i(int status, const std::string& line) {
+    m_stderr.log((line + "\n").c_str());
+    return status;
+}
+
+int Vantry::run(const std::vector<std::string>& args) {
+    std::string error;
+    if (!parseHostOptions(args, m_options, error)) {
+        return fail_i(2, error);
+    }
+    if (!m_options.logFile.empty()) {
+        m_logFile = std::fopen(m_options.logFile.c_str(), "w");
+        if (m_logFile == nullptr) {
+            return fail_i(2, "ERROR: cannot create the log file \"" + m_options.logFile + "\"");
+        }
+    }
+    m_env.reset(new PluginEnvironment());
+    m_env->setErrorLogger(&m_stderr);
+    m_env->setDebugLogger(&m_stderr);
+    m_env->setNullLogger(&m_null);
+    m_env->setDataOutputHandle(&m_stdout);
+    m_env->setFileOutputHandle(&m_stdout);
+    m_env->setVerbosity(PW_WARNING);
+
+    m_system.appVersion = hostVersion();
+    // A simulated run leaves the build date out, so that its reports are
+    // the same whenever the program was built.
+    m_system.exeBuildDate = m_options.simulate ? std::string() : std::string(__DATE__);
+    if (m_options.version) {
+        out_i(m_system.getVersionHeader(false));
+        return 0;
+    }
+    if (m_options.printFms) {
+        pwr::ProbeSources sources = pwr::defaultProbeSources();
+        pwr::probeCpuid(m_system, sources.cpuid);
+        out_i(std::to_string(m_system.fms.family) + "." + std::to_string(m_system.fms.model) + "." +
+              std::to_string(m_system.fms.stepping) + "\n");
+        return 0;
+    }
+    installInterruptHandler();
+
+    const int started = start_i();
+    if (started != 0) {
+        return started;
+    }
+    if (m_options.help || m_options.helpJson) {
+        probeSystem_i();
+        if (pwr::VexaConfigFileParser::instance()->parse(m_platformConfigs, m_plugins.collectors(),
+                                                         m_system) != 0) {
+            return fail_i(
+                1, "ERROR: the platform configuration in \"" + m_toolDir + "config\" is invalid");
+        }
+        findPlatform_i();
+        buildFeatures_i();
+        return showHelp_i(m_options.helpJson);
+    }
+
+    std::string resultPath;
+    std::string prefix = m_options.output;
+    if (!m_options.input.empty()) {
+        resultPath = m_options.input;
+        const std::string extension = resultFileExtension();
+        if (resultPath.size() < extension.size() ||
+            resultPath.compare(resultPath.size() - extension.size(), extension.size(), extension) !=
+                0) {
+            resultPath += extension;
+        }
+        if (!m_options.outputGiven) {
+            prefix = resultPath.substr(0, resultPath.size() - extension.size());
+        }
+    } else {
+        if (m_options.features.empty()) {
+            return fail_i(2,
+                          "ERROR: no feature selected; give -f <feature> (-f all for every "
+                          "feature), and run vantry --help for the features of this machine");
+        }
+        const int collected = collect_i(resultPath);
+        if (collected != 0 || resultPath.empty()) {
+            return collected;
+        }
+        if (m_options.noPostProcessing) {
+            out_i("Result file: " + resultPath + "\n");
+            return 0;
+        }
+    }
+    return postProcess_i(resultPath, prefix);
+}
+
+int Vantry::start_i() {
+    if (!m_env->setVantryDirectory()) {
+        return fail_i(1, "ERROR: cannot find the folder of the vantry program");
+    }
+    m_toolDir = m_env->getVantryDirectory();
+    pwr::UniqueId::initialize();
+    m_registryUp = true;
+
+    if (m_options.simulate) {
+        m_simClock = new SimulatedClock();
+        m_clock.reset(m_simClock);
+    } else {
+        m_clock.reset(new pwr::VexaQPCClock());
+    }
+    m_env->setDefaultClock(m_clock.get());
+
+    std::string error;
+    if (!m_plugins.loadFolder(m_toolDir + "plugins", error)) {
+        return fail_i(1, "ERROR: " + error +
+                             "; the plug-in modules belong in the folder \"plugins\" "
+                             "beside the vantry program");
+    }
+    m_plugins.assignSIDs(m_system);
+    if (!m_options.sourceRoot.empty()) {
+        m_plugins.broadcast("source-root=" + m_options.sourceRoot);
+    }
+
+    // Configuration files: "*output*.cfg" are output configurations, every
+    // other ".cfg" a platform configuration.
+    const std::string configDir = m_toolDir + "config";
+    std::error_code ec;
+    std::vector<std::string> files;
+    if (fs::is_directory(fs::path(configDir), ec)) {
+        for (fs::directory_iterator it(fs::path(configDir), ec), end; !ec && it != end;
+             it.increment(ec)) {
+            if (it->path().extension().string() == ".cfg") {
+                files.push_back(it->path().string());
+            }
+        }
+    }
+    std::sort(files.begin(), files.end());
+    for (const std::string& file : files) {
+        const std::string name = fs::path(file).filename().string();
+        (name.find("output") != std::string::npos ? m_outputConfigs : m_platformConfigs)
+            .push_back(file);
+    }
+    if (m_platformConfigs.empty() || m_outputConfigs.empty()) {
+        return fail_i(1, "ERROR: configuration missing: the folder \"" + configDir +
+                             "\" needs a platform configuration and an output configuration "
+                             "(*.cfg)");
+    }
+    return 0;
+}
+
+void Vantry::probeSystem_i() {
+    pwr::ProbeSources sources = pwr::defaultProbeSources();
+    if (!m_options.sourceRoot.empty()) {
+        // A recorded tree: its first snapshot describes the machine.
+        std::error_code ec;
+        const std::string first = m_options.sourceRoot + "/0";
+        sources.root = fs::is_directory(fs::path(first), ec) ? first : m_options.sourceRoot;
+        sources.cpuid = nullptr;
+        sources.useOsCalls = false;
+    }
+    // The probe names every source it could not read; that is for
+    // diagnosing the probe, not for every run.
+    const PWLogLevel verbosity = m_env->getVerbosity();
+    m_env->setVerbosity(std::min(verbosity, PW_ERROR));
+    pwr::probeSystem(m_system, sources);
+    m_env->setVerbosity(verbosity);
+    m_system.clockFreqMHz = m_clock->getFrequency();
+    m_system.pollingIntervalMsecs = static_cast<uint16_t>(m_options.intervalMs);
+    m_system.maxDetail = m_options.maxDetail ? 1 : 0;
+    m_system.commandLine.assign(1, "vantry");
+    m_system.commandLine.insert(m_system.commandLine.end(), m_options.words.begin(),
+                                m_options.words.end());
+    if (m_options.simulate) {
+        m_system.programStartTimeval = c_simulatedEpochNs;
+    } else {
+        pwr::markProgramStart(m_system);
+    }
+}
+
+void Vantry::findPlatform_i() {
+    // The configuration's platforms are recognised by the processor; one
+    // that matches nothing is served by the root platform.
+    const pwr::VexaConfigFileParser* parser = pwr::VexaConfigFileParser::instance();
+    std::string name;
+    const pwr::FMS& fms = m_system.fms;
+    const std::string fmsText = std::to_string(fms.family) + "." + std::to_string(fms.model) + "." +
+                                std::to_string(fms.stepping);
+    const PWLogLevel verbosity = m_env->getVerbosity();
+    m_env->setVerbosity(std::min(verbosity, PW_WARNING));
+    if ((fms.family != 0 || fms.model != 0) &&
+        parser->getPlatformName(name, {"FMS", fmsText}) == 0) {
+        m_platform = name;
+    } else {
+        m_platform = "ALL";
+    }
+    m_env->setVerbosity(verbosity);
+}
+
+void Vantry::buildFeatures_i() {
+    const pwr::VexaConfigFileParser* parser = pwr::VexaConfigFileParser::instance();
+    std::vector<const pwr::ConfigCap*> caps;
+    parser->getCapabilitiesFor(caps, m_platform);
+    for (const pwr::ConfigCap* cap : caps) {
+        if (cap == nullptr || cap->getName().empty()) {
+            continue;
+        }
+        Feature feature;
+        feature.name = cap->getName();
+        feature.prefix = cap->getConfigfilePrefix();
+        feature.description = cap->getDescription();
+        feature.groups = cap->getGroups();
+        feature.hidden = cap->isHidden();
+        for (MetricPlugin* plugin : m_plugins.metrics()) {
+            for (pwr::PluginCapability* pc : plugin->getCapabilities()) {
+                auto* mc = dynamic_cast<pwr::MetricPluginCapability*>(pc);
+                if (mc != nullptr && feature.plugin == nullptr &&
+                    mc->getConfigFilePrefix() == feature.prefix &&
+                    mc->isCapabilitySuitableFor(m_system, {}) !=
+                        pwr::PluginRequirementResult::NOT_SUITABLE) {
+                    feature.plugin = plugin;
+                    feature.capability = mc;
+                }
+            }
+        }
+        if (feature.description.empty() && feature.capability != nullptr) {
+            feature.description = feature.capability->getDescription();
+        }
+        std::vector<pwr::InputMsg*> messages;
+        parser->getMessagesFor(messages, m_platform, feature.prefix, {});
+        for (pwr::InputMsg* msg : messages) {
+            bool collectable = msg->getOperationCount() != 0;
+            for (pwr::Operation* op : msg->getOperations()) {
+                CollectorPlugin* collector = op->getCollector();
+                collectable =
+                    collectable && collector != nullptr && collector->canCollectMessage(msg);
+            }
+            if (collectable) {
+                feature.messages.push_back(msg);
+            }
+        }
+        m_features.push_back(std::move(feature));
+    }
+}
+
+std::vector<std::string> Vantry::resultFormats_i() const {
+    std::vector<std::string> names;
+    for (WriterPlugin* writer : m_plugins.writers()) {
+        for (pwr::PluginCapability* cap : writer->getCapabilities()) {
+            if (std::find(names.begin(), names.end(), cap->getName()) == names.end()) {
+                names.push_back(cap->getName());
+            }
+        }
+    }
+    return names;
+}
+
+bool Vantry::checkWriters_i(const pwr::SystemMetadata& sys, std::vector<WriterPlugin*>* out) {
+    for (const std::string& name : m_options.results) {
+        WriterPlugin* found = nullptr;
+        for (WriterPlugin* writer : m_plugins.writers()) {
+            std::vector<pwr::PluginCapability*> caps;
+            writer->getCapabilitiesFor(caps, name, sys);
+            if (!caps.empty()) {
+                found = writer;
+                break;
+            }
+        }
+        if (found == nullptr) {
+            std::string known;
+            for (const std::string& format : resultFormats_i()) {
+                known += (known.empty() ? "" : ", ") + format;
+            }
+            fail_i(2, "ERROR: unknown output format \"" + name + "\" for -r; the formats are: " +
+                          (known.empty() ? std::string("none (no writer plug-ins)") : known));
+            return false;
+        }
+        if (out != nullptr && std::find(out->begin(), out->end(), found) == out->end()) {
+            out->push_back(found);
+        }
+    }
+    return true;
+}
+
+int Vantry::showHelp_i(bool json) {
+    pwr::usage::UsageText usage("vantry");
+    if (pwr::usage::Option* result = usage.findOption("Post-processing Options", "--result")) {
+        result->setValidArgs(resultFormats_i());
+    }
+    auto& groups = usage.getOptionGroups();
+    if (!groups.empty()) {
+        groups[0].options.emplace_back("--help-json", "Display the usage text as JSON, for tools",
+                                       groups[0].options.front().getTabLevel());
+    }
+    std::vector<std::pair<std::string, std::string>> featureRows;
+    for (const Feature& feature : m_features) {
+        if (feature.available() && !feature.hidden) {
+            featureRows.emplace_back(feature.name, feature.description);
+        }
+    }
+    const auto groupMembers = featureGroups(m_features);
+    auto isListed = [&](const std::string& name) {
+        for (const auto& row : featureRows) {
+            if (row.first == name) {
+                return true;
+            }
+        }
+        return false;
+    };
+    if (json) {
+        nlohmann::json doc = nlohmann::json::parse(usage.formatJson(-1));
+        if (doc.contains("features") && doc["features"].is_array()) {
+            nlohmann::json kept = nlohmann::json::array();
+            for (const auto& feature : doc["features"]) {
+                if (feature.contains("name") && feature["name"].is_string() &&
+                    isListed(feature["name"].get<std::string>())) {
+                    kept.push_back(feature);
+                }
+            }
+            doc["features"] = kept;
+        }
+        nlohmann::json features = nlohmann::json::array();
+        for (const Feature& feature : m_features) {
+            if (feature.available() && !feature.hidden) {
+                features.push_back({{"name", feature.name},
+                                    {"description", feature.description},
+                                    {"groups", feature.groups}});
+            }
+        }
+        nlohmann::json groupList = nlohmann::json::array();
+        for (const auto& group : groupMembers) {
+            groupList.push_back({{"name", group.first}, {"features", group.second}});
+        }
+        doc["available features"] = features;
+        doc["feature groups"] = groupList;
+        out_i(doc.dump(4) + "\n");
+        return 0;
+    }
+    const size_t width = pwr::usage::getConsoleWidth();
+    // The library knows sub-options of features that this machine may not
+    // offer; only those of the features listed below are shown.
+    std::string text = usage.formatText(width);
+    const std::string subOptionsTitle = "\nIndividual Feature Options:\n";
+    const size_t cut = text.find(subOptionsTitle);
+    if (cut != std::string::npos) {
+        text.erase(cut);
+        std::string subOptions;
+        size_t column = 0;
+        for (const auto& entry : usage.getIndividualFeatureOptions()) {
+            for (const pwr::usage::Option& option : entry.second) {
+                column = std::max(column, option.getNameColumnEnd() + 2);
+            }
+        }
+        for (const auto& entry : usage.getIndividualFeatureOptions()) {
+            if (!isListed(entry.first)) {
+                continue;
+            }
+            subOptions += "\t" + entry.first + "\n";
+            for (const pwr::usage::Option& option : entry.second) {
+                subOptions += option.format(width, column);
+            }
+        }
+        if (!subOptions.empty()) {
+            text += subOptionsTitle + subOptions;
+        }
+    }
+    text += "\nIndividual Features (on this machine):\n";
+    if (featureRows.empty()) {
+        text += "    none: no feature is available on this machine\n";
+    }
+    text += formatTable(featureRows, width);
+    std::vector<std::pair<std::string, std::string>> groupRows;
+    for (const auto& group : groupMembers) {
+        std::string members;
+        for (const std::string& name : group.second) {
+            members += (members.empty() ? "" : ", ") + name;
+        }
+        groupRows.emplace_back(group.first, members);
+    }
+    if (!groupRows.empty()) {
+        text += "\nFeature Groups:\n" + formatTable(groupRows, width);
+    }
+    out_i(text);
+    return 0;
+}
+
+int Vantry::collect_i(std::string& resultPath) {
+    if (m_options.autoConnectedStandby) {
+        pwr::pwLog(PW_WARNING,
+                   "WARNING: -z (--auto-connected-standby) is not supported by this host; "
+                   "collecting without it\n");
+    }
+    probeSystem_i();
+    if (pwr::VexaConfigFileParser::instance()->parse(m_platformConfigs, m_plugins.collectors(),
+                                                     m_system) != 0) {
+        return fail_i(
+            1, "ERROR: the platform configuration in \"" + m_toolDir + "config\" is invalid");
+    }
+    pwr::DataHandleProvider::initTopology(m_system);
+    findPlatform_i();
+    buildFeatures_i();
+    std::vector<const Feature*> selected;
+    std::string error;
+    if (!selectFeatures(m_features, m_options.features, selected, error)) {
+        return fail_i(2, error);
+    }
+    if (!checkWriters_i(m_system, nullptr)) {
+        return 2;
+    }
+
+    resultPath = m_options.output + resultFileExtension();
+    ResultFileWriter file;
+    if (!file.open(resultPath, error)) {
+        return fail_i(1, "ERROR: " + error);
+    }
+
+    // The collectors serving the selected messages, in plug-in order.
+    std::set<CollectorPlugin*> usedSet;
+    for (const Feature* feature : selected) {
+        for (pwr::InputMsg* msg : feature->messages) {
+            msg->setPluginID(feature->plugin->getSID());
+            msg->setMetricID(feature->capability->getMetricID());
+            for (pwr::Operation* op : msg->getOperations()) {
+                usedSet.insert(op->getCollector());
+            }
+        }
+    }
+    std::vector<CollectorPlugin*> collectors;
+    for (CollectorPlugin* collector : m_plugins.collectors()) {
+        if (usedSet.count(collector) != 0) {
+            collectors.push_back(collector);
+        }
+    }
+
+    std::set<const pwr::InputMsg*> warned;
+    auto runTrigger = [&](const char* trigger) {
+        for (const Feature* feature : selected) {
+            for (pwr::InputMsg* msg : feature->messages) {
+                const auto& detailed = msg->getTriggers(true);
+                const auto& triggers =
+                    m_options.maxDetail && !detailed.empty() ? detailed : msg->getTriggers(false);
+                if (triggers.count(trigger) == 0) {
+                    continue;
+                }
+                for (pwr::Operation* op : msg->getOperations()) {
+                    CollectorPlugin* collector = op->getCollector();
+                    const int status = msg->getCommand() == pwr::VexaOpCommand::WRITE
+                                           ? collector->doImmediateWrite(op, msg->getFullName())
+                                           : collector->doImmediateRead(op, msg->getFullName());
+                    if (status != 0 && warned.insert(msg).second) {
+                        pwr::pwLog(PW_WARNING, "WARNING: %s of %s failed (status %d)\n", trigger,
+                                   msg->getFullName().c_str(), status);
+                    }
+                }
+            }
+        }
+    };
+    uint64_t produced = 0;
+    uint64_t dropped = 0;
+    bool writeFailed = false;
+    std::string writeError;
+    auto drain = [&]() {
+        for (CollectorPlugin* collector : collectors) {
+            pwr::VexaBuffer buffer;
+            CollectionData data;
+            if (collector->getContinuousResult(buffer, data) != 0) {
+                continue;
+            }
+            produced += countRecords(buffer);
+            dropped += data.getSamplesDropped();
+            if (!writeFailed && !file.appendSamples(buffer.data(), buffer.size(), writeError)) {
+                writeFailed = true;
+            }
+        }
+    };
+
+    // Program first (after its delay), then the start delay, then the
+    // collection: the program is running before the first reading.
+    ProcessLauncher program;
+    auto wait = [&](double seconds) {
+        if (m_simClock != nullptr) {
+            m_simClock->advanceMs(secondsToMs(seconds));
+            return true;
+        }
+        return sleepInterruptible(secondsToMs(seconds));
+    };
+    const bool haveProgram = !m_options.program.empty();
+    const char* stoppedEarly = "Stopped by the user before the collection started\n";
+    if (haveProgram) {
+        if (!wait(m_options.programDelaySec)) {
+            file.abandon();
+            out_i(stoppedEarly);
+            resultPath.clear();
+            return 0;
+        }
+        if (!program.start(m_options.program, error)) {
+            file.abandon();
+            return fail_i(
+                1, "ERROR: cannot start the program \"" + m_options.program[0] + "\": " + error);
+        }
+    }
+    if (!wait(m_options.startDelaySec)) {
+        file.abandon();
+        out_i(stoppedEarly);
+        resultPath.clear();
+        return 0;
+    }
+
+    const bool showProgress = m_simClock == nullptr && isStdoutTerminal();
+    const int64_t plannedMs =
+        m_options.durationSec < 0 ? -1 : static_cast<int64_t>(secondsToMs(m_options.durationSec));
+    out_i("Collecting " + std::to_string(selected.size()) + " feature" +
+          (selected.size() == 1 ? "" : "s") + " every " + std::to_string(m_options.intervalMs) +
+          " ms" + (plannedMs < 0 ? std::string(" until Ctrl-C") : std::string()) + "\n");
+
+    if (m_simClock != nullptr) {
+        m_system.startTimeval =
+            c_simulatedEpochNs + m_simClock->getTimestamp() - c_simulatedFirstTick;
+        m_system.startTsc = m_simClock->getTimestamp();
+        // As in a real collection, the first readings come just after the
+        // start.
+        m_simClock->advanceTicks(1);
+    } else {
+        pwr::markCollectionStart(m_system);
+        // The metrics measure a first sample from the start of the
+        // collection, so both ends are kept in the clock that stamps the
+        // samples (the default clock), not in the processor's TSC.
+        m_system.startTsc = m_clock->getTimestamp();
+    }
+    runTrigger("BEGIN");
+    drain();
+    const uint64_t startMs = steadyMs();
+    uint64_t lastProgress = 0;
+    size_t progressWidth = 0;
+    for (uint64_t poll = 1;; ++poll) {
+        const uint64_t due = poll * m_options.intervalMs;
+        if (plannedMs >= 0 && due > static_cast<uint64_t>(plannedMs)) {
+            break;
+        }
+        if (m_simClock != nullptr) {
+            m_simClock->advanceMs(m_options.intervalMs);
+        } else {
+            const uint64_t now = steadyMs() - startMs;
+            if (now < due && !sleepInterruptible(due - now)) {
+                break;
+            }
+        }
+        if (interruptRequested()) {
+            break;
+        }
+        for (CollectorPlugin* collector : collectors) {
+            collector->continuousCollectionTick();
+        }
+        runTrigger("POLL");
+        drain();
+        if (showProgress && (steadyMs() - lastProgress >= c_progressEveryMs)) {
+            lastProgress = steadyMs();
+            std::string line = formatProgress(lastProgress - startMs, plannedMs, produced, dropped);
+            // Blanks rather than a terminal escape clear what a longer line
+            // left: every console understands them.
+            const size_t length = line.size();
+            line.resize(std::max(length, progressWidth), ' ');
+            progressWidth = length;
+            std::fprintf(stdout, "\r%s", line.c_str());
+            std::fflush(stdout);
+        }
+        // Without a duration, a collection around a program ends with it.
+        if (haveProgram && plannedMs < 0 && !program.isRunning()) {
+            break;
+        }
+    }
+    if (showProgress && progressWidth != 0) {
+        std::fprintf(stdout, "\r%s\r", std::string(progressWidth, ' ').c_str());
+        std::fflush(stdout);
+    }
+    if (interruptRequested()) {
+        out_i("Collection stopped by the user; keeping what was collected\n");
+    }
+    if (m_simClock != nullptr) {
+        // A real collection reads its END messages just after the last poll;
+        // one tick keeps them apart in a simulated one too.
+        m_simClock->advanceTicks(1);
+    }
+    runTrigger("END");
+    drain();
+    if (m_simClock != nullptr) {
+        m_system.stopTimeval =
+            c_simulatedEpochNs + m_simClock->getTimestamp() - c_simulatedFirstTick;
+        m_system.stopTsc = m_simClock->getTimestamp();
+        m_system.programStopTimeval = m_system.stopTimeval;
+    } else {
+        pwr::markCollectionStop(m_system);
+        m_system.stopTsc = m_clock->getTimestamp();
+        m_system.programStopTimeval = m_system.stopTimeval;
+    }
+    m_system.producedSamples = produced;
+    m_system.droppedSamples = dropped;
+    if (writeFailed) {
+        file.abandon();
+        return fail_i(1, "ERROR: " + writeError);
+    }
+
+    // The records that describe the collection.
+    std::vector<std::unique_ptr<pwr::Metadata>> owned;
+    std::vector<const pwr::Metadata*> metadata{&m_system};
+    std::vector<FeatureRecord> features;
+    for (const Feature* feature : selected) {
+        FeatureRecord record{feature->name, feature->prefix, {}};
+        for (pwr::InputMsg* msg : feature->messages) {
+            owned.emplace_back(new pwr::MsgMetadata(msg->getMetadata()));
+            record.messages.push_back(msg->getFullName());
+        }
+        auto* metric =
+            new pwr::MetricMetadata(feature->plugin->getSID(), feature->capability->getMetricID());
+        metric->addValue("feature", feature->name);
+        metric->addValue("prefix", feature->prefix);
+        metric->addValue("plug-in", feature->plugin->getName().empty()
+                                        ? std::string("unnamed")
+                                        : feature->plugin->getName());
+        owned.emplace_back(metric);
+        features.push_back(std::move(record));
+    }
+    for (CollectorPlugin* collector : collectors) {
+        auto* record = new pwr::CollectorMetadata(
+            collector->getName().empty() ? std::string("collector") : collector->getName());
+        record->addValue("sid", std::to_string(collector->getSID()));
+        owned.emplace_back(record);
+    }
+    for (const auto& record : owned) {
+        metadata.push_back(record.get());
+    }
+    const std::vector<std::pair<std::string, std::string>> options{
+        {"interval-ms", std::to_string(m_options.intervalMs)},
+        {"max-detail", m_options.maxDetail ? "1" : "0"},
+        {"platform", m_platform},
+    };
+    if (!file.finish(metadata, features, options, error)) {
+        return fail_i(1, "ERROR: " + error);
+    }
+    return 0;
+}
+
+int Vantry::postProcess_i(const std::string& resultPath, const std::string& prefix) {
+    std::string error;
+    {
+        // Check the whole file first, so that a damaged one produces no
+        // report at all.
+        ResultHead check;
+        if (!readResultFile(resultPath, check, SampleVisitor(), error)) {
+            return fail_i(1, "ERROR: cannot read the collection \"" + resultPath + "\": " + error);
+        }
+    }
+    ResultHead head;
+    ResultFileReader reader;
+    if (!reader.open(resultPath, head, error)) {
+        return fail_i(1, "ERROR: cannot read the collection \"" + resultPath + "\": " + error);
+    }
+    pwr::SystemMetadata& sys = *head.system();
+    pwr::DataHandleProvider::initTopology(sys);
+    m_env->setDefaultClockToTSCRatio(sys.clockFreqMHz,
+                                     sys.cpuFreqMHz > 0.0f ? sys.cpuFreqMHz : sys.clockFreqMHz);
+
+    pwr::WriterInterfaceConfigFileParser* output = pwr::WriterInterfaceConfigFileParser::instance();
+    if (output->parse(m_outputConfigs, sys) != 0) {
+        return fail_i(1,
+                      "ERROR: the output configuration in \"" + m_toolDir + "config\" is invalid");
+    }
+    std::vector<WriterPlugin*> writers;
+    if (!checkWriters_i(sys, &writers)) {
+        return 2;
+    }
+
+    // The features of the file and the metric plug-ins that make them.
+    struct Job {
+        const FeatureRecord* record;
+        MetricPlugin* plugin;
+        std::vector<std::unique_ptr<pwr::InputMsg>> messages;
+    };
+    std::vector<Job> jobs;
+    std::map<std::string, MetricPlugin*> byPrefix;
+    for (const FeatureRecord& record : head.features) {
+        MetricPlugin* plugin = nullptr;
+        for (MetricPlugin* candidate : m_plugins.metrics()) {
+            for (pwr::PluginCapability* pc : candidate->getCapabilities()) {
+                auto* mc = dynamic_cast<pwr::MetricPluginCapability*>(pc);
+                if (plugin == nullptr && mc != nullptr &&
+                    mc->getConfigFilePrefix() == record.prefix) {
+                    plugin = candidate;
+                }
+            }
+        }
+        if (plugin == nullptr) {
+            pwr::pwLog(PW_WARNING,
+                       "WARNING: no metric plug-in for feature %s; its data are left out\n",
+                       record.name.c_str());
+            continue;
+        }
+        Job job{&record, plugin, {}};
+        for (const auto& meta : head.metadata) {
+            auto* msgMeta = dynamic_cast<const pwr::MsgMetadata*>(meta.get());
+            if (msgMeta == nullptr || std::find(record.messages.begin(), record.messages.end(),
+                                                msgMeta->getMsgName()) == record.messages.end()) {
+                continue;
+            }
+            const std::string& full = msgMeta->getMsgName();
+            const std::string tag =
+                full.compare(0, record.prefix.size() + 1, record.prefix + "_") == 0
+                    ? full.substr(record.prefix.size() + 1)
+                    : full;
+            std::unique_ptr<pwr::InputMsg> msg(new pwr::InputMsg(tag, record.prefix));
+            msg->setFeatureName(msgMeta->getCapName());
+            msg->setCapGroups(msgMeta->getCapGroups());
+            msg->setMsgID(msgMeta->getMsgID());
+            msg->setPluginID(msgMeta->getPluginID());
+            msg->setMetricID(msgMeta->getMetricID());
+            for (const std::string& trigger : msgMeta->getTriggers()) {
+                msg->addReadTrigger(trigger);
+            }
+            job.messages.push_back(std::move(msg));
+        }
+        byPrefix[record.prefix] = plugin;
+        jobs.push_back(std::move(job));
+    }
+
+    // Finalisation follows the output configuration's feature order; the
+    // features it does not name follow in the order of the file.
+    std::vector<Job*> order;
+    std::vector<std::string> featureOrder;
+    output->getFeatureOrder(featureOrder);
+    for (const std::string& tag : featureOrder) {
+        for (Job& job : jobs) {
+            if ((job.record->prefix == tag || job.record->name == tag) &&
+                std::find(order.begin(), order.end(), &job) == order.end()) {
+                order.push_back(&job);
+            }
+        }
+    }
+    for (Job& job : jobs) {
+        if (std::find(order.begin(), order.end(), &job) == order.end()) {
+            order.push_back(&job);
+        }
+    }
+
+    int status = 0;
+    {
+        WriterStream::PluginSet set(writers.begin(), writers.end());
+        WriterStream stream(&set);
+        m_env->setWriterStream(&stream);
+        m_env->setResultFilePrefix(prefix);
+
+        pwr::HeaderTextMessage version(&stream);
+        version.setMessage(sys.getVersionHeader(true));
+        pwr::HeaderTextMessage collection(&stream);
+        collection.setMessage(sys.getCollectionHeader());
+        pwr::HeaderTextMessage hardware(&stream);
+        hardware.setMessage(sys.getSystemHWHeader());
+        pwr::SystemMessage system(sys);
+        stream.pushMessage(system);
+
+        const std::vector<const pwr::Metadata*> metadata = head.metadataPointers();
+        std::set<MetricPlugin*> told;
+        for (Job& job : jobs) {
+            if (told.insert(job.plugin).second) {
+                for (const pwr::Metadata* record : metadata) {
+                    job.plugin->processMetadata(record);
+                }
+            }
+            std::vector<const pwr::InputMsg*> messages;
+            for (const auto& msg : job.messages) {
+                messages.push_back(msg.get());
+            }
+            if (job.plugin->initializeCollection(messages, metadata, job.record->name, {}, sys) !=
+                0) {
+                pwr::pwLog(PW_WARNING, "WARNING: %s could not start the reports of %s\n",
+                           job.plugin->getName().c_str(), job.record->name.c_str());
+            }
+        }
+        vexa_driver_msg msg;
+        uint64_t damaged = 0;
+        while (reader.next(msg, error)) {
+            auto found = byPrefix.find(pwr::driverMessagePrefix(msg.msgName));
+            if (found != byPrefix.end() && found->second->processDriverMessage(msg, sys) != 0) {
+                ++damaged;
+            }
+        }
+        if (!error.empty()) {
+            status =
+                fail_i(1, "ERROR: cannot read the collection \"" + resultPath + "\": " + error);
+        }
+        if (damaged != 0) {
+            pwr::pwLog(PW_WARNING, "WARNING: %llu sample records were refused as damaged\n",
+                       static_cast<unsigned long long>(damaged));
+        }
+        for (Job* job : order) {
+            job->plugin->finalizeCollection(job->record->name, {}, sys);
+        }
+    }
+    m_env->setWriterStream(nullptr);
+    return status;
+}
+
+}  // namespace vantry

@@ -1,0 +1,206 @@
+# End to end on the fake plug-ins (tests/host/fake_plugins.cpp) with a
+# recorded tree and the simulated clock: the report matches the golden file
+# byte for byte, -i on the result file reproduces it, and every error path
+# gives its one line and exit status.
+#
+# Everything runs in WORK_DIR with relative paths: Wine does not open Unix
+# paths, and the command line is part of the report.
+file(REMOVE_RECURSE ${WORK_DIR})
+file(MAKE_DIRECTORY ${WORK_DIR})
+file(COPY ${DATA_DIR}/tree DESTINATION ${WORK_DIR})
+set(VANTRY ${FAKEHOST}/${PROGRAM_NAME})
+
+# Runs the program; sets <prefix>_rc, <prefix>_out and <prefix>_err (with
+# Windows line ends turned into plain line feeds).
+function(run_vantry prefix program)
+  execute_process(COMMAND ${EMULATOR} ${program} ${ARGN} WORKING_DIRECTORY ${WORK_DIR}
+                  RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  string(REPLACE "\r\n" "\n" out "${out}")
+  string(REPLACE "\r\n" "\n" err "${err}")
+  set(${prefix}_rc "${rc}" PARENT_SCOPE)
+  set(${prefix}_out "${out}" PARENT_SCOPE)
+  set(${prefix}_err "${err}" PARENT_SCOPE)
+endfunction()
+
+function(read_text var path)
+  if(NOT EXISTS ${path})
+    message(FATAL_ERROR "${path} was not written")
+  endif()
+  file(READ ${path} text)
+  string(REPLACE "\r\n" "\n" text "${text}")
+  # The library's build date is the only part of the report that depends on
+  # when it was built.
+  string(REGEX REPLACE "(Post Processed using Vantry for Windows\\* OS Version [^[]*)\\[[^]]*\\]"
+         "\\1[LIBRARY BUILD DATE]" text "${text}")
+  set(${var} "${text}" PARENT_SCOPE)
+endfunction()
+
+function(expect_failure name rc line)
+  run_vantry(r ${VANTRY} ${ARGN})
+  if(NOT r_rc EQUAL ${rc})
+    message(FATAL_ERROR "${name}: exit status ${r_rc}, expected ${rc}\n${r_out}\n${r_err}")
+  endif()
+  if(NOT r_err STREQUAL "${line}\n")
+    message(FATAL_ERROR "${name}: expected exactly the line\n${line}\ngot\n${r_err}")
+  endif()
+endfunction()
+
+# 1. A simulated collection: 1 s at 250 ms is BEGIN, four polls and END.
+set(collect_args --source-root tree --simulate -f ticks -t 1 -n 250 -o out -r sum,list)
+run_vantry(c ${VANTRY} ${collect_args})
+if(NOT c_rc EQUAL 0)
+  message(FATAL_ERROR "collection failed (${c_rc}):\n${c_out}\n${c_err}")
+endif()
+if(NOT c_err STREQUAL "")
+  message(FATAL_ERROR "collection wrote to stderr:\n${c_err}")
+endif()
+read_text(report ${WORK_DIR}/out.txt)
+read_text(golden ${DATA_DIR}/golden_summary.txt)
+if(NOT report STREQUAL golden)
+  file(WRITE ${WORK_DIR}/out.normalized.txt "${report}")
+  message(FATAL_ERROR "out.txt differs from tests/data/host/golden_summary.txt; "
+                      "see ${WORK_DIR}/out.normalized.txt:\n${report}")
+endif()
+string(FIND "${c_out}" "Fake ticks" at)
+read_text(list ${WORK_DIR}/out.list)
+if(NOT list STREQUAL "messages 4\n")
+  message(FATAL_ERROR "out.list: expected the three headers and one text, got ${list}")
+endif()
+file(GLOB leftovers ${WORK_DIR}/*.tmp)
+if(leftovers)
+  message(FATAL_ERROR "temporary files left behind: ${leftovers}")
+endif()
+
+# 2. -i reproduces the report, under the collection's own name and another.
+file(RENAME ${WORK_DIR}/out.txt ${WORK_DIR}/first.txt)
+run_vantry(i ${VANTRY} -i out)
+if(NOT i_rc EQUAL 0)
+  message(FATAL_ERROR "-i failed (${i_rc}):\n${i_err}")
+endif()
+file(READ ${WORK_DIR}/first.txt first)
+file(READ ${WORK_DIR}/out.txt again)
+if(NOT first STREQUAL again)
+  message(FATAL_ERROR "-i out gave another report:\n${again}")
+endif()
+run_vantry(j ${VANTRY} -i out.vtr -o copy -r list)
+if(NOT j_rc EQUAL 0 OR NOT EXISTS ${WORK_DIR}/copy.list OR EXISTS ${WORK_DIR}/copy.txt)
+  message(FATAL_ERROR "-i out.vtr -o copy -r list: status ${j_rc}, ${j_err}")
+endif()
+
+# 3. --no-post-processing leaves the result file only.
+run_vantry(n ${VANTRY} --simulate -f fakegroup -t 0.5 -o raw --no-post-processing)
+if(NOT n_rc EQUAL 0 OR NOT EXISTS ${WORK_DIR}/raw.vtr OR EXISTS ${WORK_DIR}/raw.txt)
+  message(FATAL_ERROR "--no-post-processing: status ${n_rc}, ${n_err}")
+endif()
+if(NOT n_out STREQUAL "Collecting 1 feature every 100 ms\nResult file: raw.vtr\n")
+  message(FATAL_ERROR "--no-post-processing printed:\n${n_out}")
+endif()
+
+# -l copies the console, the report included, into a file.
+run_vantry(l ${VANTRY} --simulate -f ticks -t 0.5 -o logged -l run.log)
+file(READ ${WORK_DIR}/run.log logged)
+string(REPLACE "\r\n" "\n" logged "${logged}")
+if(NOT l_rc EQUAL 0 OR NOT logged STREQUAL l_out)
+  message(FATAL_ERROR "-l: status ${l_rc}; the log holds\n${logged}\nthe console\n${l_out}")
+endif()
+
+# 4. Help lists what is available here, and only that.
+run_vantry(h ${VANTRY} --help)
+if(NOT h_rc EQUAL 0)
+  message(FATAL_ERROR "--help failed (${h_rc}): ${h_err}")
+endif()
+foreach(expected "General Options" "--print-fms" "Individual Features (on this machine):"
+                 "    ticks  Counts fake ticks at every poll" "Feature Groups:"
+                 "    all        ticks" "    fakegroup  ticks" "Valid args: sum, list")
+  string(FIND "${h_out}" "${expected}" at)
+  if(at EQUAL -1)
+    message(FATAL_ERROR "--help lacks \"${expected}\":\n${h_out}")
+  endif()
+endforeach()
+foreach(absent "secret" "orphan" "lonely")
+  string(FIND "${h_out}" "${absent}" at)
+  if(NOT at EQUAL -1)
+    message(FATAL_ERROR "--help shows \"${absent}\":\n${h_out}")
+  endif()
+endforeach()
+run_vantry(hj ${VANTRY} --help-json)
+string(JSON first_feature ERROR_VARIABLE json_error GET "${hj_out}" "available features" 0 name)
+string(JSON group_count ERROR_VARIABLE json_error2 LENGTH "${hj_out}" "feature groups")
+if(NOT hj_rc EQUAL 0 OR NOT first_feature STREQUAL "ticks" OR NOT group_count EQUAL 2)
+  message(FATAL_ERROR "--help-json: ${hj_rc} ${json_error} ${json_error2}\n${hj_out}")
+endif()
+
+run_vantry(v ${VANTRY} --simulate -v)
+string(FIND "${v_out}" "Orvane(R) Vantry for Windows* OS Version " at)
+if(NOT v_rc EQUAL 0 OR NOT at EQUAL 75 OR NOT v_out MATCHES "\\[N/A\\]\nBuild Ref: N/A\n")
+  message(FATAL_ERROR "-v printed (${v_rc}):\n${v_out}")
+endif()
+run_vantry(fms ${VANTRY} --print-fms)
+if(NOT fms_rc EQUAL 0 OR NOT fms_out MATCHES "^[0-9]+\\.[0-9]+\\.[0-9]+\n$")
+  message(FATAL_ERROR "--print-fms printed (${fms_rc}):\n${fms_out}")
+endif()
+
+# 5. Every error a person can act on: one line, and the exit status.
+set(see_help "Run vantry --help for the features of this machine")
+expect_failure("close match" 2 "ERROR: unknown feature \"tick\"; did you mean ticks? ${see_help}"
+               --simulate -f tick -t 1)
+expect_failure("no match" 2
+               "ERROR: unknown feature \"zzzzzzzz\"; run vantry --help for the features of this machine"
+               --simulate -f zzzzzzzz -t 1)
+expect_failure("unavailable" 2
+               "ERROR: feature \"orphan\" is not available on this machine; run vantry --help for the features that are"
+               --simulate -f orphan -t 1)
+expect_failure("no argument" 2 "ERROR: option -t needs an argument" -f ticks -t)
+expect_failure("bad number" 2 "ERROR: option -t takes a time in seconds, not \"five\""
+               -f ticks -t five)
+expect_failure("bad interval" 2
+               "ERROR: option -n takes a whole number of milliseconds from 1 to 65535, not \"0\""
+               -f ticks -n 0)
+expect_failure("unknown option" 2
+               "ERROR: unknown option \"--tme\"; run vantry --help for the options" --tme 5)
+expect_failure("unknown format" 2
+               "ERROR: unknown output format \"pdf\" for -r; the formats are: sum, list"
+               --simulate -f ticks -t 1 -r pdf)
+expect_failure("no feature" 2
+               "ERROR: no feature selected; give -f <feature> (-f all for every feature), and run vantry --help for the features of this machine"
+               -t 1)
+expect_failure("missing input" 1
+               "ERROR: cannot read the collection \"missing.vtr\": No such file or directory"
+               -i missing)
+file(WRITE ${WORK_DIR}/garbage.vtr "this is no collection")
+expect_failure("garbage input" 1
+               "ERROR: cannot read the collection \"garbage.vtr\": not a Vantry result file"
+               -i garbage)
+file(WRITE ${WORK_DIR}/newer.vtr "VTRFjunkjunkjunk")
+expect_failure("unknown format version" 1
+               "ERROR: cannot read the collection \"newer.vtr\": written in result format 1802401130, which this Vantry cannot read (it reads formats 1 to 1)"
+               -i newer.vtr)
+
+# 6. A program folder without plug-ins, then one without configuration.
+file(MAKE_DIRECTORY ${WORK_DIR}/bare)
+file(COPY ${VANTRY} DESTINATION ${WORK_DIR}/bare)
+if(WINDOWS)
+  file(GLOB dlls ${FAKEHOST}/*.dll)
+  file(COPY ${dlls} DESTINATION ${WORK_DIR}/bare)
+endif()
+run_vantry(b ${WORK_DIR}/bare/${PROGRAM_NAME} -f ticks -t 1)
+if(NOT b_rc EQUAL 1 OR NOT b_err MATCHES "^ERROR: plug-in folder \"[^\n]*plugins\" not found; the plug-in modules belong in the folder \"plugins\" beside the vantry program\n$")
+  message(FATAL_ERROR "no plug-ins: status ${b_rc}:\n${b_err}")
+endif()
+file(COPY ${FAKEHOST}/plugins DESTINATION ${WORK_DIR}/bare)
+run_vantry(b ${WORK_DIR}/bare/${PROGRAM_NAME} -f ticks -t 1)
+if(NOT b_rc EQUAL 1 OR NOT b_err MATCHES "^ERROR: configuration missing: the folder \"[^\n]*config\" needs a platform configuration and an output configuration \\(\\*\\.cfg\\)\n$")
+  message(FATAL_ERROR "no configuration: status ${b_rc}:\n${b_err}")
+endif()
+
+# 7. A program started with -p runs before the collection, which ends with
+# it when no duration is given (POSIX shells only).
+if(NOT WINDOWS)
+  run_vantry(p ${VANTRY} --simulate -f ticks -o withprogram -r list -p sh -c "echo started > started.txt")
+  if(NOT p_rc EQUAL 0 OR NOT EXISTS ${WORK_DIR}/started.txt OR NOT EXISTS ${WORK_DIR}/withprogram.list)
+    message(FATAL_ERROR "-p: status ${p_rc}:\n${p_err}")
+  endif()
+  expect_failure("program not found" 1
+                 "ERROR: cannot start the program \"./no-such-program\": No such file or directory"
+                 --simulate -f ticks -t 1 -p ./no-such-program)
+endif()
