@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <limits>
 #include <sstream>
@@ -302,12 +303,11 @@ bool ResultFileReader::open(const std::string& path, ResultHead& head, std::stri
         error = systemError();
         return false;
     }
-    m_fileSize = 0;
-    if (std::fseek(m_file, 0, SEEK_END) == 0) {
-        const long end = std::ftell(m_file);
-        m_fileSize = end > 0 ? static_cast<uint64_t>(end) : 0;
-        std::fseek(m_file, 0, SEEK_SET);
-    }
+    // The size from the file system: ftell's long is 32 bits on Windows,
+    // and an hour of a large machine's readings passes 2 GiB.
+    std::error_code sizeError;
+    const uintmax_t size = std::filesystem::file_size(std::filesystem::u8path(path), sizeError);
+    m_fileSize = sizeError ? 0 : static_cast<uint64_t>(size);
     uint8_t prefix[c_prefixSize];
     const size_t got = std::fread(prefix, 1, sizeof prefix, m_file);
     uint32_t version = 0;
