@@ -3,9 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <iostream>
 #include <limits>
-#include <sstream>
 
 #include "common/serialize/Serializer.h"
 
@@ -66,23 +64,12 @@ bool checkPrefix(const uint8_t* data, size_t size, uint32_t& version, uint32_t& 
 }
 
 // The metadata reader names an unknown record type on standard error; the
-// reader here reports damage in one line of its own, so that text is held
-// back while the head is read.
-class QuietStandardError {
-  public:
-    QuietStandardError() : m_saved(std::cerr.rdbuf(m_sink.rdbuf())) {}
-    ~QuietStandardError() { std::cerr.rdbuf(m_saved); }
-    QuietStandardError(const QuietStandardError&) = delete;
-    QuietStandardError& operator=(const QuietStandardError&) = delete;
-
-  private:
-    std::ostringstream m_sink;
-    std::streambuf* m_saved;
-};
+// reader here checks the type first, so that a damaged file is reported in
+// one line of its own.
+const uint32_t c_lastMetadataType = pwr::Metadata::c_collectorMetadataType;
 
 bool parseHead(const uint8_t* data, size_t size, uint32_t version, ResultHead& head,
                std::string& error) {
-    QuietStandardError quiet;
     pwr::Serializer ser(std::vector<char>(data, data + size));
     uint32_t count = 0;
     if (ser.read(count) == 0) {
@@ -98,6 +85,12 @@ bool parseHead(const uint8_t* data, size_t size, uint32_t version, ResultHead& h
         return false;
     }
     for (uint32_t i = 0; i < count; ++i) {
+        uint32_t type = 0;
+        if (ser.read(type) == 0 || type > c_lastMetadataType) {
+            error = "metadata record " + std::to_string(i + 1) + " cannot be read";
+            return false;
+        }
+        ser.rewind_read(sizeof type);
         std::unique_ptr<pwr::Metadata> record(pwr::Metadata::deserialize(ser, version));
         if (!record) {
             error = "metadata record " + std::to_string(i + 1) + " cannot be read";
