@@ -68,24 +68,6 @@ uint64_t secondsToMs(double seconds) {
     return static_cast<uint64_t>(seconds * 1000.0 + 0.5);
 }
 
-// Counts the records of a drained buffer (each starts with its u32 length).
-uint64_t countRecords(const pwr::VexaBuffer& buffer) {
-    uint64_t count = 0;
-    size_t at = 0;
-    while (buffer.size() - at >= 4) {
-        const uint8_t* p = buffer.data() + at;
-        const uint32_t length = static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
-                                static_cast<uint32_t>(p[2]) << 16 |
-                                static_cast<uint32_t>(p[3]) << 24;
-        if (length > buffer.size() - at - 4) {
-            break;
-        }
-        at += 4 + length;
-        ++count;
-    }
-    return count;
-}
-
 // Breaks text into lines of at most width columns, without splitting words.
 std::vector<std::string> wrap(const std::string& text, size_t width) {
     std::vector<std::string> lines;
@@ -655,7 +637,7 @@ int Vantry::collect_i(std::string& resultPath) {
             if (collector->getContinuousResult(buffer, data) != 0) {
                 continue;
             }
-            produced += countRecords(buffer);
+            produced += data.getSamplesProduced();
             dropped += data.getSamplesDropped();
             if (!writeFailed && !file.appendSamples(buffer.data(), buffer.size(), writeError)) {
                 writeFailed = true;
