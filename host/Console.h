@@ -13,7 +13,9 @@
 namespace vantry {
 
 // Routes Ctrl-C (and, on Windows, the console's close and log-off events) to
-// the interrupt flag instead of ending the process. Idempotent.
+// the interrupt flag instead of ending the process, and (POSIX) turns the
+// file-size-limit signal into a write error that the host reports.
+// Idempotent.
 void installInterruptHandler();
 // Whether the user asked to stop since the handler was installed.
 bool interruptRequested();

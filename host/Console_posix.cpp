@@ -34,6 +34,10 @@ void installInterruptHandler() {
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
     sigaction(SIGHUP, &action, nullptr);
+    // A file-size limit (ulimit -f) would otherwise end the program at the
+    // write that passes it, losing the collection without a word; ignored,
+    // the write fails with EFBIG and the host reports it.
+    signal(SIGXFSZ, SIG_IGN);
 }
 
 bool interruptRequested() {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -19,6 +20,7 @@
 #include "common/plugins/DriverMessage.h"
 #include "common/plugins/MetricPluginCapability.h"
 #include "common/plugins/VexaBuffer.h"
+#include "common/plugins/WriterPluginCapability.h"
 #include "common/plugins/WriterStream.h"
 #include "common/serialize/CollectorMetadata.h"
 #include "common/serialize/MetricMetadata.h"
@@ -143,9 +145,32 @@ void TeeLogger::log(const char* line) {
     if (line == nullptr) {
         return;
     }
+    // The writers' contract: a report they could not write is named in a
+    // line that starts so.
+    if (std::strncmp(line, "ERROR: Cannot write result file ", 32) == 0) {
+        ++m_reportFailures;
+    }
+    if (m_holding) {
+        m_held += line;
+        return;
+    }
+    write_i(line);
+}
+
+void TeeLogger::release(bool write) {
+    m_holding = false;
+    if (write && !m_held.empty()) {
+        write_i(m_held.c_str());
+    }
+    m_held.clear();
+}
+
+void TeeLogger::write_i(const char* line) {
     std::fputs(line, m_console);
     if (m_logFile != nullptr && *m_logFile != nullptr) {
         std::fputs(line, *m_logFile);
+    } else if (m_backlog != nullptr) {
+        *m_backlog += line;
     }
 }
 
@@ -188,11 +213,11 @@ int Vantry::run(const std::vector<std::string>& args) {
     if (!parseHostOptions(args, m_options, error)) {
         return fail_i(2, error);
     }
+    // The log file of -l opens once it is known not to be an input or an
+    // output; what is said before waits for it.
     if (!m_options.logFile.empty()) {
-        m_logFile = std::fopen(m_options.logFile.c_str(), "w");
-        if (m_logFile == nullptr) {
-            return fail_i(2, "ERROR: cannot create the log file \"" + m_options.logFile + "\"");
-        }
+        m_stdout.setBacklog(&m_logBacklog);
+        m_stderr.setBacklog(&m_logBacklog);
     }
     m_env.reset(new PluginEnvironment());
     m_env->setErrorLogger(&m_stderr);
@@ -206,6 +231,11 @@ int Vantry::run(const std::vector<std::string>& args) {
     // A simulated run leaves the build date out, so that its reports are
     // the same whenever the program was built.
     m_system.exeBuildDate = m_options.simulate ? std::string() : std::string(__DATE__);
+    if (m_options.version || m_options.printFms) {
+        if (!openLog_i()) {
+            return 2;
+        }
+    }
     if (m_options.version) {
         out_i(m_system.getVersionHeader(false));
         return 0;
@@ -224,6 +254,9 @@ int Vantry::run(const std::vector<std::string>& args) {
         return started;
     }
     if (m_options.help || m_options.helpJson) {
+        if (!openLog_i()) {
+            return 2;
+        }
         probeSystem_i();
         if (pwr::VexaConfigFileParser::instance()->parse(m_platformConfigs, m_plugins.collectors(),
                                                          m_system) != 0) {
@@ -238,15 +271,26 @@ int Vantry::run(const std::vector<std::string>& args) {
     std::string resultPath;
     std::string prefix = m_options.output;
     if (!m_options.input.empty()) {
+        // The name as given when it is a file (an unfinished collection keeps
+        // its own name), else with the extension.
+        // "run" stands for "run.vtr" unless only "run" is there; other names
+        // (an unfinished collection's) are taken as they are.
         resultPath = m_options.input;
         const std::string extension = resultFileExtension();
-        if (resultPath.size() < extension.size() ||
-            resultPath.compare(resultPath.size() - extension.size(), extension.size(), extension) !=
-                0) {
+        if (resultStem(resultPath) == resultPath &&
+            (pwr::fileKind(resultPath) == pwr::FileKind::MISSING ||
+             pwr::fileKind(resultPath + extension) != pwr::FileKind::MISSING)) {
             resultPath += extension;
         }
         if (!m_options.outputGiven) {
-            prefix = resultPath.substr(0, resultPath.size() - extension.size());
+            prefix = resultStem(resultPath);
+        }
+        if (!checkWriters_i(m_system, nullptr, &m_reportSuffixes)) {
+            return 2;
+        }
+        const int prepared = prepareOutputs_i(prefix, std::string(), resultPath);
+        if (prepared != 0) {
+            return prepared;
         }
     } else {
         if (m_options.features.empty()) {
@@ -264,6 +308,70 @@ int Vantry::run(const std::vector<std::string>& args) {
         }
     }
     return postProcess_i(resultPath, prefix);
+}
+
+bool Vantry::openLog_i() {
+    if (m_options.logFile.empty() || m_logFile != nullptr) {
+        return true;
+    }
+    std::string why;
+    m_logFile = pwr::openForWriteNoFollow(m_options.logFile, why);
+    m_stdout.setBacklog(nullptr);
+    m_stderr.setBacklog(nullptr);
+    if (m_logFile == nullptr) {
+        m_logBacklog.clear();
+        fail_i(2, "ERROR: cannot create the log file \"" + m_options.logFile + "\": " + why);
+        return false;
+    }
+    std::fputs(m_logBacklog.c_str(), m_logFile);
+    m_logBacklog.clear();
+    return true;
+}
+
+int Vantry::prepareOutputs_i(const std::string& prefix, const std::string& resultPath,
+                             const std::string& inputPath) {
+    std::vector<std::string> outputs;
+    if (!resultPath.empty()) {
+        outputs.push_back(resultPath);
+    }
+    for (const std::string& suffix : m_reportSuffixes) {
+        if (std::find(outputs.begin(), outputs.end(), prefix + suffix) == outputs.end()) {
+            outputs.push_back(prefix + suffix);
+        }
+    }
+    // -l must not name what is read or written: opening it would truncate
+    // the one, and the log would be interleaved with the other.
+    if (!m_options.logFile.empty()) {
+        if (!inputPath.empty() && pwr::sameFile(m_options.logFile, inputPath)) {
+            return fail_i(2, "ERROR: -l names the collection that -i reads (\"" + inputPath +
+                                 "\"); give the log another name");
+        }
+        for (const std::string& output : outputs) {
+            if (pwr::sameFile(m_options.logFile, output)) {
+                return fail_i(2, "ERROR: -l names the output \"" + output +
+                                     "\"; give the log another name");
+            }
+        }
+    }
+    std::string error;
+    if (!pwr::checkFolderWritable(pwr::folderOf(prefix), error)) {
+        return fail_i(1, "ERROR: cannot write the output \"" + prefix + "\": " + error);
+    }
+    for (const std::string& output : outputs) {
+        if (!inputPath.empty() && pwr::sameFile(output, inputPath)) {
+            return fail_i(2, "ERROR: the output \"" + output +
+                                 "\" is the collection that -i reads; choose another -o");
+        }
+        if (!pwr::checkReplaceable(output, error)) {
+            return fail_i(1, "ERROR: cannot write \"" + output + "\": it " + error);
+        }
+    }
+    bool busy = false;
+    if (!m_lock.acquire(prefix, error, busy)) {
+        return fail_i(1, "ERROR: " + error + (busy ? "; wait for it to end or choose another -o"
+                                                    : std::string()));
+    }
+    return openLog_i() ? 0 : 2;
 }
 
 int Vantry::start_i() {
@@ -426,7 +534,8 @@ std::vector<std::string> Vantry::resultFormats_i() const {
     return names;
 }
 
-bool Vantry::checkWriters_i(const pwr::SystemMetadata& sys, std::vector<WriterPlugin*>* out) {
+bool Vantry::checkWriters_i(const pwr::SystemMetadata& sys, std::vector<WriterPlugin*>* out,
+                            std::vector<std::string>* suffixes) {
     for (const std::string& name : m_options.results) {
         WriterPlugin* found = nullptr;
         for (WriterPlugin* writer : m_plugins.writers()) {
@@ -434,6 +543,12 @@ bool Vantry::checkWriters_i(const pwr::SystemMetadata& sys, std::vector<WriterPl
             writer->getCapabilitiesFor(caps, name, sys);
             if (!caps.empty()) {
                 found = writer;
+                // The file the writer will make: checked before anything is
+                // collected.
+                auto* wc = dynamic_cast<pwr::WriterPluginCapability*>(caps.front());
+                if (suffixes != nullptr && wc != nullptr && !wc->getFileSuffix().empty()) {
+                    suffixes->push_back(wc->getFileSuffix());
+                }
                 break;
             }
         }
@@ -575,13 +690,25 @@ int Vantry::collect_i(std::string& resultPath) {
     if (!selectFeatures(m_features, m_options.features, selected, error)) {
         return fail_i(2, error);
     }
-    if (!checkWriters_i(m_system, nullptr)) {
+    if (!checkWriters_i(m_system, nullptr, &m_reportSuffixes)) {
         return 2;
     }
+    // The output configuration is needed only for the reports, but a broken
+    // one must not cost a whole collection: it is read now, and again with
+    // the collection's own system record when the reports are made.
+    if (pwr::WriterInterfaceConfigFileParser::instance()->parse(m_outputConfigs, m_system) != 0) {
+        return fail_i(1,
+                      "ERROR: the output configuration in \"" + m_toolDir + "config\" is invalid");
+    }
+    pwr::WriterInterfaceConfigFileParser::destroy();
 
     resultPath = m_options.output + resultFileExtension();
+    const int prepared = prepareOutputs_i(m_options.output, resultPath, std::string());
+    if (prepared != 0) {
+        return prepared;
+    }
     ResultFileWriter file;
-    if (!file.open(resultPath, error)) {
+    if (!file.create(resultPath, error)) {
         return fail_i(1, "ERROR: " + error);
     }
 
@@ -630,7 +757,10 @@ int Vantry::collect_i(std::string& resultPath) {
     uint64_t dropped = 0;
     bool writeFailed = false;
     std::string writeError;
+    // Each poll's records, of every collector, go to the file as one frame.
+    std::vector<uint8_t> pollBytes;
     auto drain = [&]() {
+        pollBytes.clear();
         for (CollectorPlugin* collector : collectors) {
             pwr::VexaBuffer buffer;
             CollectionData data;
@@ -639,9 +769,10 @@ int Vantry::collect_i(std::string& resultPath) {
             }
             produced += data.getSamplesProduced();
             dropped += data.getSamplesDropped();
-            if (!writeFailed && !file.appendSamples(buffer.data(), buffer.size(), writeError)) {
-                writeFailed = true;
-            }
+            pollBytes.insert(pollBytes.end(), buffer.data(), buffer.data() + buffer.size());
+        }
+        if (!writeFailed && !file.appendSamples(pollBytes.data(), pollBytes.size(), writeError)) {
+            writeFailed = true;
         }
     };
 
@@ -698,6 +829,44 @@ int Vantry::collect_i(std::string& resultPath) {
         // samples (the default clock), not in the processor's TSC.
         m_system.startTsc = m_clock->getTimestamp();
     }
+    // The records that describe the collection.
+    std::vector<std::unique_ptr<pwr::Metadata>> owned;
+    std::vector<const pwr::Metadata*> metadata{&m_system};
+    std::vector<FeatureRecord> features;
+    for (const Feature* feature : selected) {
+        FeatureRecord record{feature->name, feature->prefix, {}};
+        for (pwr::InputMsg* msg : feature->messages) {
+            owned.emplace_back(new pwr::MsgMetadata(msg->getMetadata()));
+            record.messages.push_back(msg->getFullName());
+        }
+        auto* metric =
+            new pwr::MetricMetadata(feature->plugin->getSID(), feature->capability->getMetricID());
+        metric->addValue("feature", feature->name);
+        metric->addValue("prefix", feature->prefix);
+        metric->addValue("plug-in", feature->plugin->getName().empty()
+                                        ? std::string("unnamed")
+                                        : feature->plugin->getName());
+        owned.emplace_back(metric);
+        features.push_back(std::move(record));
+    }
+    for (CollectorPlugin* collector : collectors) {
+        auto* record = new pwr::CollectorMetadata(
+            collector->getName().empty() ? std::string("collector") : collector->getName());
+        record->addValue("sid", std::to_string(collector->getSID()));
+        owned.emplace_back(record);
+    }
+    for (const auto& record : owned) {
+        metadata.push_back(record.get());
+    }
+    const std::vector<std::pair<std::string, std::string>> options{
+        {"interval-ms", std::to_string(m_options.intervalMs)},
+        {"max-detail", m_options.maxDetail ? "1" : "0"},
+        {"platform", m_platform},
+    };
+    if (!file.writeHead(metadata, features, options, error)) {
+        file.abandon();
+        return fail_i(1, "ERROR: " + error);
+    }
     runTrigger("BEGIN");
     drain();
     const uint64_t startMs = steadyMs();
@@ -724,6 +893,9 @@ int Vantry::collect_i(std::string& resultPath) {
         }
         runTrigger("POLL");
         drain();
+        if (writeFailed) {
+            break;
+        }
         if (showProgress && (steadyMs() - lastProgress >= c_progressEveryMs)) {
             lastProgress = steadyMs();
             std::string line = formatProgress(lastProgress - startMs, plannedMs, produced, dropped);
@@ -767,65 +939,46 @@ int Vantry::collect_i(std::string& resultPath) {
     m_system.producedSamples = produced;
     m_system.droppedSamples = dropped;
     if (writeFailed) {
-        file.abandon();
-        return fail_i(1, "ERROR: " + writeError);
+        // What reached the file stays there, readable with -i.
+        const std::string kept = file.partialPath();
+        file.keep();
+        const double seconds =
+            m_clock->getFrequency() > 0.0f
+                ? static_cast<double>(m_system.stopTsc - m_system.startTsc) /
+                      (static_cast<double>(m_clock->getFrequency()) * 1.0e6)
+                : 0.0;
+        char when[32];
+        std::snprintf(when, sizeof when, "%.1f", seconds);
+        return fail_i(1, "ERROR: " + writeError + "; the collection stopped after " + when +
+                             " s and what was written is kept (vantry -i " + kept + " reads it)");
     }
 
-    // The records that describe the collection.
-    std::vector<std::unique_ptr<pwr::Metadata>> owned;
-    std::vector<const pwr::Metadata*> metadata{&m_system};
-    std::vector<FeatureRecord> features;
-    for (const Feature* feature : selected) {
-        FeatureRecord record{feature->name, feature->prefix, {}};
-        for (pwr::InputMsg* msg : feature->messages) {
-            owned.emplace_back(new pwr::MsgMetadata(msg->getMetadata()));
-            record.messages.push_back(msg->getFullName());
-        }
-        auto* metric =
-            new pwr::MetricMetadata(feature->plugin->getSID(), feature->capability->getMetricID());
-        metric->addValue("feature", feature->name);
-        metric->addValue("prefix", feature->prefix);
-        metric->addValue("plug-in", feature->plugin->getName().empty()
-                                        ? std::string("unnamed")
-                                        : feature->plugin->getName());
-        owned.emplace_back(metric);
-        features.push_back(std::move(record));
-    }
-    for (CollectorPlugin* collector : collectors) {
-        auto* record = new pwr::CollectorMetadata(
-            collector->getName().empty() ? std::string("collector") : collector->getName());
-        record->addValue("sid", std::to_string(collector->getSID()));
-        owned.emplace_back(record);
-    }
-    for (const auto& record : owned) {
-        metadata.push_back(record.get());
-    }
-    const std::vector<std::pair<std::string, std::string>> options{
-        {"interval-ms", std::to_string(m_options.intervalMs)},
-        {"max-detail", m_options.maxDetail ? "1" : "0"},
-        {"platform", m_platform},
-    };
-    if (!file.finish(metadata, features, options, error)) {
-        return fail_i(1, "ERROR: " + error);
+    if (!file.finish(m_system, error)) {
+        file.keep();
+        return fail_i(1, "ERROR: " + error + "; the collection is kept in " + file.partialPath() +
+                             " (vantry -i " + file.partialPath() + " reads it)");
     }
     return 0;
 }
 
 int Vantry::postProcess_i(const std::string& resultPath, const std::string& prefix) {
     std::string error;
-    {
-        // Check the whole file first, so that a damaged one produces no
-        // report at all.
-        ResultHead check;
-        if (!readResultFile(resultPath, check, SampleVisitor(), error)) {
-            return fail_i(1, "ERROR: cannot read the collection \"" + resultPath + "\": " + error);
-        }
-    }
+    // Opening reads the whole file's frames, so that a damaged head produces
+    // no report at all. The library's own lines about the records it reads
+    // are kept back meanwhile: when the file is refused, the one line below
+    // says why, and they would only repeat it.
     ResultHead head;
     ResultFileReader reader;
-    if (!reader.open(resultPath, head, error)) {
+    m_stderr.hold();
+    const bool opened = reader.open(resultPath, head, error);
+    m_stderr.release(opened);
+    if (!opened) {
         return fail_i(1, "ERROR: cannot read the collection \"" + resultPath + "\": " + error);
     }
+    if (!head.recoveryNote.empty()) {
+        pwr::pwLog(PW_WARNING, "WARNING: %s: %s\n", resultPath.c_str(), head.recoveryNote.c_str());
+    }
+    const unsigned failuresBefore = m_stderr.reportFailures();
     pwr::SystemMetadata& sys = *head.system();
     pwr::DataHandleProvider::initTopology(sys);
     m_env->setDefaultClockToTSCRatio(sys.clockFreqMHz,
@@ -966,7 +1119,12 @@ int Vantry::postProcess_i(const std::string& resultPath, const std::string& pref
             job->plugin->finalizeCollection(job->record->name, {}, sys);
         }
     }
+    // The writers finish their files when the stream goes; a report they
+    // could not write makes the run a failure.
     m_env->setWriterStream(nullptr);
+    if (status == 0 && m_stderr.reportFailures() != failuresBefore) {
+        status = 1;
+    }
     return status;
 }
 

@@ -7,10 +7,20 @@
 // collection too, so that -i on the same file gives the same reports byte
 // for byte.
 //
-// Exit statuses: 0 success (also after Ctrl-C: what was collected is kept),
-// 1 a failure at run time (missing plug-ins or configuration, unreadable or
-// damaged collection, a file that cannot be written), 2 a command line that
-// cannot be followed (unknown option or feature, missing or bad argument).
+// Before the first reading, everything that could fail later is checked:
+// both configurations parse, the output folder takes new files, the result
+// and report names are free or plain files, -l names no input or output, and
+// no other vantry writes the same output. The collection then streams into
+// "<output>.vtr.<unique>.partial" (see ResultFile.h), renamed to
+// "<output>.vtr" when it ends.
+//
+// Exit statuses: 0 when the collection and every requested report were
+// written (also after Ctrl-C: what was collected is kept), 1 a failure at run
+// time, in one line naming the file and the system's reason (missing
+// plug-ins or configuration, an unreadable or damaged collection, a file that
+// cannot be written, another vantry on the same output), 2 a command line
+// that cannot be followed (unknown option or feature, missing or bad
+// argument, -l naming an input or output).
 //
 // The object owns everything it sets up and tears it down in its destructor,
 // in reverse order. One object per process at a time: the environment, the
@@ -23,6 +33,7 @@
 #include <vector>
 
 #include "common/plugins/PluginEnvironment.h"
+#include "common/runtime/FileOps.h"
 #include "common/runtime/Log.h"
 #include "common/runtime/VexaClock.h"
 #include "common/serialize/SystemMetadata.h"
@@ -51,16 +62,29 @@ class SimulatedClock : public pwr::VexaClockSource {
 };
 
 // Writes each line to the console stream and, when one is open, to the log
-// file of -l.
+// file of -l. Until that file is open, lines wait in a backlog (when one is
+// set). While held, lines are kept back, to be written or dropped at
+// release. It counts the writers' "ERROR: Cannot write result file" lines.
 class TeeLogger : public pwr::Logger {
   public:
     TeeLogger(FILE* console, FILE** logFile);
     ~TeeLogger() override;
     void log(const char* line) override;
 
+    void setBacklog(std::string* backlog) { m_backlog = backlog; }
+    void hold() { m_holding = true; }
+    void release(bool write);
+    unsigned reportFailures() const { return m_reportFailures; }
+
   private:
+    void write_i(const char* line);
+
     FILE* m_console;
     FILE** m_logFile;
+    std::string* m_backlog = nullptr;
+    bool m_holding = false;
+    std::string m_held;
+    unsigned m_reportFailures = 0;
 };
 
 class Vantry {
@@ -78,11 +102,15 @@ class Vantry {
     int showHelp_i(bool json);
     int collect_i(std::string& resultPath);
     int postProcess_i(const std::string& resultPath, const std::string& prefix);
+    int prepareOutputs_i(const std::string& prefix, const std::string& resultPath,
+                         const std::string& inputPath);
+    bool openLog_i();
 
     void probeSystem_i();
     void findPlatform_i();
     void buildFeatures_i();
-    bool checkWriters_i(const pwr::SystemMetadata& sys, std::vector<WriterPlugin*>* out);
+    bool checkWriters_i(const pwr::SystemMetadata& sys, std::vector<WriterPlugin*>* out,
+                        std::vector<std::string>* suffixes = nullptr);
     std::vector<std::string> resultFormats_i() const;
 
     void out_i(const std::string& text);
@@ -90,6 +118,9 @@ class Vantry {
 
     HostOptions m_options;
     FILE* m_logFile = nullptr;
+    std::string m_logBacklog;
+    std::vector<std::string> m_reportSuffixes;
+    pwr::OutputLock m_lock;
     TeeLogger m_stdout;
     TeeLogger m_stderr;
     pwr::NullLogger m_null;
