@@ -4,8 +4,8 @@
 //
 // Checks, besides the sanitizers: both readers agree on whether the file is
 // readable and on its sample records; a refused file is named in one line;
-// an accepted one, written again with the host's own encoder and read back,
-// writes the same bytes a second time.
+// an accepted one (whole or recovered), written again with the host's own
+// encoder and read back, is complete and writes the same bytes a second time.
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -25,6 +25,8 @@ bool sameRecord(const vexa_driver_msg& a, const vexa_driver_msg& b) {
            a.values == b.values;
 }
 
+// A finished file of the current format: the head, the samples as one
+// frame, the end.
 std::vector<char> encode(const vantry::ResultHead& head,
                          const std::vector<vexa_driver_msg>& samples) {
     std::vector<char> bytes =
@@ -33,7 +35,15 @@ std::vector<char> encode(const vantry::ResultHead& head,
     for (const vexa_driver_msg& msg : samples) {
         FUZZ_CHECK(pwr::appendDriverMessage(buffer, msg));
     }
-    bytes.insert(bytes.end(), buffer.data(), buffer.data() + buffer.size());
+    uint64_t frames = 0;
+    if (buffer.size() != 0) {
+        std::vector<char> frame;
+        FUZZ_CHECK(vantry::encodeSamplesFrame(buffer.data(), buffer.size(), frame));
+        bytes.insert(bytes.end(), frame.begin(), frame.end());
+        frames = 1;
+    }
+    const std::vector<char> end = vantry::encodeEndFrame(*head.system(), frames, samples.size());
+    bytes.insert(bytes.end(), end.begin(), end.end());
     return bytes;
 }
 
@@ -87,6 +97,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             vantry::ResultHead again;
             std::vector<vexa_driver_msg> againSamples;
             FUZZ_CHECK(parse(first, again, againSamples, error));
+            FUZZ_CHECK(again.complete && again.recoveryNote.empty());
             FUZZ_CHECK(encode(again, againSamples) == first);
         }
     }

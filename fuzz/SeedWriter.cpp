@@ -273,7 +273,10 @@ void resultFileSeeds() {
     const std::vector<std::pair<std::string, std::string>> options = {{"-i", "100"}};
     const std::vector<char> head =
         vantry::encodeResultHead({&sys, &msg, &collector}, features, options);
-    put("result_file", "no-samples", std::vector<uint8_t>(head.begin(), head.end()));
+    // The corpus also keeps seed-no-samples and seed-two-samples, written by
+    // the first release in the first format.
+    std::vector<uint8_t> unfinished(head.begin(), head.end());
+    put("result_file", "v2-unfinished-no-samples", unfinished);
 
     vexa_driver_msg sample;
     sample.timestamp = 1000;
@@ -284,9 +287,14 @@ void resultFileSeeds() {
     pwr::appendDriverMessage(samples, sample);
     sample.timestamp = 2000;
     pwr::appendDriverMessage(samples, sample);
+    std::vector<char> frame;
+    vantry::encodeSamplesFrame(samples.data(), samples.size(), frame);
     std::vector<uint8_t> file(head.begin(), head.end());
-    file.insert(file.end(), samples.data(), samples.data() + samples.size());
-    put("result_file", "two-samples", file);
+    file.insert(file.end(), frame.begin(), frame.end());
+    put("result_file", "v2-unfinished-one-poll", file);
+    const std::vector<char> end = vantry::encodeEndFrame(sys, 1, 2);
+    file.insert(file.end(), end.begin(), end.end());
+    put("result_file", "v2-two-samples", file);
 }
 #endif
 

@@ -234,7 +234,6 @@ bool parseHead(const uint8_t* data, size_t size, uint32_t version, ResultHead& h
     return true;
 }
 
-
 }  // namespace
 
 // Where the reader's bytes come from: a file or a buffer in memory.
@@ -296,7 +295,6 @@ class FileSource : public ResultFileReader::Source {
     uint64_t m_size;
     uint64_t m_position = 0;
 };
-
 
 }  // namespace
 
@@ -402,7 +400,8 @@ std::vector<char> encodeResultHead(
     const std::vector<std::pair<std::string, std::string>>& options) {
     std::vector<char> bytes(c_magic, c_magic + sizeof c_magic);
     putU32(bytes, resultFormatVersion());
-    const std::vector<char> frame = encodeFrame(c_kindHead, encodeHeadBody(metadata, features, options));
+    const std::vector<char> frame =
+        encodeFrame(c_kindHead, encodeHeadBody(metadata, features, options));
     bytes.insert(bytes.end(), frame.begin(), frame.end());
     return bytes;
 }

@@ -348,8 +348,8 @@ int Vantry::prepareOutputs_i(const std::string& prefix, const std::string& resul
         }
         for (const std::string& output : outputs) {
             if (pwr::sameFile(m_options.logFile, output)) {
-                return fail_i(2, "ERROR: -l names the output \"" + output +
-                                     "\"; give the log another name");
+                return fail_i(
+                    2, "ERROR: -l names the output \"" + output + "\"; give the log another name");
             }
         }
     }
@@ -368,8 +368,8 @@ int Vantry::prepareOutputs_i(const std::string& prefix, const std::string& resul
     }
     bool busy = false;
     if (!m_lock.acquire(prefix, error, busy)) {
-        return fail_i(1, "ERROR: " + error + (busy ? "; wait for it to end or choose another -o"
-                                                    : std::string()));
+        return fail_i(1, "ERROR: " + error +
+                             (busy ? "; wait for it to end or choose another -o" : std::string()));
     }
     return openLog_i() ? 0 : 2;
 }
@@ -942,11 +942,10 @@ int Vantry::collect_i(std::string& resultPath) {
         // What reached the file stays there, readable with -i.
         const std::string kept = file.partialPath();
         file.keep();
-        const double seconds =
-            m_clock->getFrequency() > 0.0f
-                ? static_cast<double>(m_system.stopTsc - m_system.startTsc) /
-                      (static_cast<double>(m_clock->getFrequency()) * 1.0e6)
-                : 0.0;
+        const double seconds = m_clock->getFrequency() > 0.0f
+                                   ? static_cast<double>(m_system.stopTsc - m_system.startTsc) /
+                                         (static_cast<double>(m_clock->getFrequency()) * 1.0e6)
+                                   : 0.0;
         char when[32];
         std::snprintf(when, sizeof when, "%.1f", seconds);
         return fail_i(1, "ERROR: " + writeError + "; the collection stopped after " + when +

@@ -184,6 +184,7 @@ bool NewFile::create(const std::string& finalPath, const std::string& suffix, st
     discard();
     m_final = finalPath;
     m_failed = false;
+    m_reason.clear();
     m_size = 0;
     m_buffer.clear();
     std::string reason;
@@ -199,6 +200,7 @@ bool NewFile::create(const std::string& finalPath, const std::string& suffix, st
         }
     }
     error = "cannot create " + m_temp + ": " + reason;
+    m_reason = reason;
     m_temp.clear();
     return false;
 }
@@ -220,6 +222,7 @@ bool NewFile::write(const void* data, size_t size, std::string& error) {
             std::string reason;
             if (!fileops::writeAll(m_handle, bytes, size, reason)) {
                 m_failed = true;
+                m_reason = reason;
                 error = "cannot write " + m_temp + ": " + reason;
                 return false;
             }
@@ -239,6 +242,7 @@ bool NewFile::writeOut_i(std::string& error) {
     std::string reason;
     if (!fileops::writeAll(m_handle, m_buffer.data(), m_buffer.size(), reason)) {
         m_failed = true;
+        m_reason = reason;
         error = "cannot write " + m_temp + ": " + reason;
         return false;
     }
@@ -261,6 +265,7 @@ bool NewFile::sync(std::string& error) {
     std::string reason;
     if (!fileops::syncHandle(m_handle, reason)) {
         m_failed = true;
+        m_reason = reason;
         error = "cannot write " + m_temp + ": " + reason;
         return false;
     }
@@ -275,11 +280,13 @@ bool NewFile::commit(std::string& error) {
     std::string reason;
     if (!checkReplaceable(m_final, reason)) {
         m_failed = true;
+        m_reason = "it " + reason;
         error = "cannot write " + m_final + ": it " + reason;
         return false;
     }
     if (!fileops::replaceFile(m_temp, m_final, reason)) {
         m_failed = true;
+        m_reason = reason;
         error = "cannot rename " + m_temp + " to " + m_final + ": " + reason;
         return false;
     }

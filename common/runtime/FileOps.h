@@ -119,6 +119,8 @@ class PWR_API NewFile {
     // Closes and removes the temporary file.
     void discard();
     bool failed() const { return m_failed; }
+    // The system's reason for the last failure, without the file's name.
+    const std::string& failureReason() const { return m_reason; }
 
   private:
     bool writeOut_i(std::string& error);
@@ -132,6 +134,7 @@ class PWR_API NewFile {
     std::vector<char> m_buffer;
     uint64_t m_size = 0;
     bool m_failed = false;
+    std::string m_reason;
 };
 
 // An exclusive hold on an output name, "<path>.lock" beside it. A second

@@ -1,25 +1,29 @@
 // ResultFile: one output file of a writer, "<prefix><suffix>", where prefix
 // is the environment's result-file prefix at the time the file is opened.
 //
-// The file is written under "<name>.tmp" and only renamed to its name by
-// commit(), which the writers call from cleanup(): a file under its real name
-// is always complete, and an interrupted run leaves only a ".tmp" behind. An
-// existing file of that name is replaced.
+// The file is created under a new, unique temporary name beside its final
+// name ("<name>.<unique>.tmp", exclusively and without following a link) and
+// only renamed to its name by commit(), which the writers call from
+// cleanup(): a file under its real name is always complete, no other file is
+// ever touched, and an interrupted run leaves only a ".tmp" behind. An
+// existing regular file of that name is replaced; a folder or a link there is
+// not.
 //
-// Failures are reported once, as one "ERROR: " line that names the file, and
-// the file then takes no more writes:
+// Failures are reported once, as one "ERROR: " line that names the file and
+// the system's reason, and the file then takes no more writes:
 //   "ERROR: Cannot write result file <name>: no result file prefix is set\n"
-//   "ERROR: Cannot write result file <name>: unable to open <name>.tmp\n"
-//   "ERROR: Cannot write result file <name>: write to <name>.tmp failed\n"
-//   "ERROR: Cannot write result file <name>: unable to rename <name>.tmp\n"
-// After a write or rename failure the ".tmp" file is removed.
+//   "ERROR: Cannot write result file <name>: <reason>\n"
+// ("Permission denied", "No space left on device", "File too large", "it is
+// a folder", ...). The host counts these lines: a report that could not be
+// written makes its run fail. After a failure the temporary file is removed.
 //
 // Not thread-safe: the writer stream calls a writer from one thread at a time.
 #pragma once
 
 #include <cstddef>
-#include <cstdio>
 #include <string>
+
+#include "common/runtime/FileOps.h"
 
 namespace vantry::writers {
 
@@ -41,6 +45,8 @@ class ResultFile {
     bool hasFailed() const { return m_state == State::FAILED; }
     // The final name; empty before open().
     const std::string& getName() const { return m_name; }
+    // The temporary name while the file is open.
+    const std::string& getTemporaryName() const { return m_file.tempPath(); }
 
     // Appends text (nothing when the file is not open).
     void write(const std::string& text) { write(text.data(), text.size()); }
@@ -54,12 +60,11 @@ class ResultFile {
 
   private:
     enum class State { IDLE, OPEN, FAILED, DONE };
-    void fail_i(const char* reason, bool removeTemporary);
+    void fail_i(const std::string& reason);
 
     std::string m_suffix;
     std::string m_name;
-    std::string m_temporary;
-    std::FILE* m_file = nullptr;
+    pwr::NewFile m_file;
     State m_state = State::IDLE;
 };
 

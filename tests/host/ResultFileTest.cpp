@@ -1,6 +1,6 @@
-// The result file: its byte layout, a full round trip through the writer and
-// both readers, and refusal (never a crash) of every truncated or damaged
-// variant.
+// The result file: its frames, a collection streamed through the writer and
+// read back while and after it is written, recovery of every cut and damaged
+// variant (never a crash), and the first release's files.
 #include "host/ResultFile.h"
 
 #include <gtest/gtest.h>
@@ -31,6 +31,10 @@ class ResultFileTest : public pwr::test::RegistryTest {
         system.commandLine = {"vantry", "-f", "ticks"};
         system.sidToUuid[0] = "collector-uuid";
         system.producedSamples = 3;
+        // A clock of one tick per millisecond; polls a second apart.
+        system.clockFreqMHz = 0.001f;
+        system.startTsc = 1000;
+        system.pollingIntervalMsecs = 1000;
         auto* msg = new pwr::MsgMetadata(1, 7, 16);
         msg->setCapName("ticks");
         msg->setMsgName("FAKE_COUNT");
@@ -45,7 +49,7 @@ class ResultFileTest : public pwr::test::RegistryTest {
         options = {{"interval-ms", "250"}, {"max-detail", "0"}};
         for (int i = 0; i < 3; ++i) {
             vexa_driver_msg sample;
-            sample.timestamp = 1000u * static_cast<uint64_t>(i);
+            sample.timestamp = 1000u * static_cast<uint64_t>(i + 2);
             sample.msgName = i == 1 ? "FAKE_EDGES" : "FAKE_COUNT";
             sample.opName = "count";
             sample.values = {{"reads", std::to_string(i + 1)}, {"value", std::to_string(i * 3)}};
@@ -61,22 +65,40 @@ class ResultFileTest : public pwr::test::RegistryTest {
         return out;
     }
 
-    // The bytes of a whole file, and where each sample record ends.
-    std::vector<uint8_t> wholeFile(std::vector<size_t>* boundaries = nullptr) const {
-        const std::vector<char> head = encodeResultHead(metadata(), features, options);
-        std::vector<uint8_t> bytes(head.begin(), head.end());
-        if (boundaries != nullptr) {
-            boundaries->push_back(bytes.size());
+    // The wire bytes of some samples.
+    static std::vector<uint8_t> wire(const std::vector<vexa_driver_msg>& msgs) {
+        pwr::VexaBuffer buffer;
+        for (const vexa_driver_msg& msg : msgs) {
+            EXPECT_TRUE(pwr::appendDriverMessage(buffer, msg));
         }
-        for (const vexa_driver_msg& sample : samples) {
-            pwr::VexaBuffer buffer;
-            EXPECT_TRUE(pwr::appendDriverMessage(buffer, sample));
-            bytes.insert(bytes.end(), buffer.data(), buffer.data() + buffer.size());
-            if (boundaries != nullptr) {
-                boundaries->push_back(bytes.size());
+        return std::vector<uint8_t>(buffer.data(), buffer.data() + buffer.size());
+    }
+
+    // A finished file: head, one SAMPLES frame per poll (samples 0 and 1,
+    // then sample 2), end. frameEnds gets the offset after each frame.
+    std::vector<uint8_t> wholeFile(std::vector<size_t>* frameEnds = nullptr) const {
+        std::vector<char> bytes = encodeResultHead(metadata(), features, options);
+        auto mark = [&]() {
+            if (frameEnds != nullptr) {
+                frameEnds->push_back(bytes.size());
             }
+        };
+        mark();
+        for (const auto& poll : {std::vector<vexa_driver_msg>{samples[0], samples[1]},
+                                 std::vector<vexa_driver_msg>{samples[2]}}) {
+            const std::vector<uint8_t> records = wire(poll);
+            std::vector<char> frame;
+            EXPECT_TRUE(encodeSamplesFrame(records.data(), records.size(), frame));
+            bytes.insert(bytes.end(), frame.begin(), frame.end());
+            mark();
         }
-        return bytes;
+        pwr::SystemMetadata final = system;
+        final.stopTsc = system.startTsc + 3000;
+        final.producedSamples = 7;
+        const std::vector<char> end = encodeEndFrame(final, 2, 3);
+        bytes.insert(bytes.end(), end.begin(), end.end());
+        mark();
+        return std::vector<uint8_t>(bytes.begin(), bytes.end());
     }
 
     static std::vector<vexa_driver_msg> parse(const std::vector<uint8_t>& bytes, bool& ok,
@@ -104,73 +126,146 @@ class ResultFileTest : public pwr::test::RegistryTest {
     std::vector<vexa_driver_msg> samples;
 };
 
-TEST_F(ResultFileTest, PrefixLayoutIsMagicVersionAndHeadLength) {
+TEST_F(ResultFileTest, FileIsMagicVersionThenCheckedFrames) {
     const std::vector<char> head = encodeResultHead(metadata(), features, options);
-    ASSERT_GT(head.size(), 12u);
+    ASSERT_GT(head.size(), 17u);
     EXPECT_EQ(std::string(head.data(), 4), "VTRF");
     EXPECT_EQ(std::vector<char>(head.begin() + 4, head.begin() + 8),
-              (std::vector<char>{1, 0, 0, 0}));
-    const uint32_t length = static_cast<uint8_t>(head[8]) |
-                            static_cast<uint32_t>(static_cast<uint8_t>(head[9])) << 8 |
-                            static_cast<uint32_t>(static_cast<uint8_t>(head[10])) << 16 |
-                            static_cast<uint32_t>(static_cast<uint8_t>(head[11])) << 24;
-    EXPECT_EQ(length, head.size() - 12);
-    // The record count follows: the system record and three others.
-    EXPECT_EQ(std::vector<char>(head.begin() + 12, head.begin() + 16),
-              (std::vector<char>{4, 0, 0, 0}));
-    // Then the system record's type code, 2.
-    EXPECT_EQ(std::vector<char>(head.begin() + 16, head.begin() + 20),
               (std::vector<char>{2, 0, 0, 0}));
+    // Kind 1 (HEAD), its body length, the body, the CRC-32 of the rest.
+    EXPECT_EQ(head[8], 1);
+    const uint32_t length = static_cast<uint8_t>(head[9]) |
+                            static_cast<uint32_t>(static_cast<uint8_t>(head[10])) << 8 |
+                            static_cast<uint32_t>(static_cast<uint8_t>(head[11])) << 16 |
+                            static_cast<uint32_t>(static_cast<uint8_t>(head[12])) << 24;
+    EXPECT_EQ(length, head.size() - 8 - 5 - 4);
+    // The body: the record count (the system record and three others), then
+    // the system record's type code, 2.
+    EXPECT_EQ(std::vector<char>(head.begin() + 13, head.begin() + 21),
+              (std::vector<char>{4, 0, 0, 0, 2, 0, 0, 0}));
+    // CRC-32 of "123456789" is the standard check value 0xCBF43926; the
+    // frame of an empty body of kind 0x31 is that of the bytes 31 00 00 00 00.
+    const std::vector<char> frame = encodeFrame(3, {});
+    ASSERT_EQ(frame.size(), 9u);
+    EXPECT_EQ(std::vector<char>(frame.begin(), frame.begin() + 5),
+              (std::vector<char>{3, 0, 0, 0, 0}));
+    // A samples frame: latest timestamp, record count, the records.
+    const std::vector<uint8_t> records = wire({samples[0], samples[2]});
+    std::vector<char> samplesFrame;
+    ASSERT_TRUE(encodeSamplesFrame(records.data(), records.size(), samplesFrame));
+    EXPECT_EQ(samplesFrame[0], 2);
+    EXPECT_EQ(samplesFrame.size(), 5 + 12 + records.size() + 4);
+    EXPECT_EQ(static_cast<uint8_t>(samplesFrame[5]), 4000 & 0xFF);  // latest: sample 2
+    EXPECT_EQ(samplesFrame[13], 2);                                 // two records
+    // Bytes that are not whole records are refused.
+    EXPECT_FALSE(encodeSamplesFrame(records.data(), records.size() - 1, samplesFrame));
 }
 
-TEST_F(ResultFileTest, BufferRoundTripRestoresEveryPart) {
-    bool ok = false;
-    std::string error;
+TEST_F(ResultFileTest, WriterStreamsAndRenamesOnlyWhenFinished) {
+    const std::string path = "host-test-result.vtr";
+    std::remove(path.c_str());
+    {
+        std::ofstream stale(path, std::ios::binary);
+        stale << "an older collection";
+    }
+    pwr::SystemMetadata final = system;
+    final.stopTsc = system.startTsc + 3000;
+    final.producedSamples = 7;
+    std::string partial;
+    {
+        ResultFileWriter writer;
+        std::string error;
+        ASSERT_TRUE(writer.create(path, error)) << error;
+        partial = writer.partialPath();
+        EXPECT_EQ(partial.compare(0, path.size() + 1, path + "."), 0) << partial;
+        EXPECT_EQ(resultStem(partial), "host-test-result");
+        ASSERT_TRUE(writer.writeHead(metadata(), features, options, error)) << error;
+        const std::vector<uint8_t> first = wire({samples[0], samples[1]});
+        const std::vector<uint8_t> second = wire({samples[2]});
+        ASSERT_TRUE(writer.appendSamples(first.data(), first.size(), error)) << error;
+        ASSERT_TRUE(writer.appendSamples(nullptr, 0, error)) << error;  // an empty poll
+        // What is there already reads back, as a collection that did not
+        // finish, while the old file keeps its name.
+        ResultHead during;
+        std::vector<vexa_driver_msg> seen;
+        ASSERT_TRUE(readResultFile(
+            partial, during,
+            [&](const vexa_driver_msg& m) {
+                seen.push_back(m);
+                return true;
+            },
+            error))
+            << error;
+        EXPECT_FALSE(during.complete);
+        EXPECT_EQ(seen.size(), 2u);
+        EXPECT_EQ(during.recoveryNote, "recovered 2.0 s of a collection that did not finish");
+        ASSERT_TRUE(writer.appendSamples(second.data(), second.size(), error)) << error;
+        {
+            std::ifstream in(path, std::ios::binary);
+            EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "an older collection");
+        }
+        ASSERT_TRUE(writer.finish(final, error)) << error;
+        EXPECT_EQ(writer.sampleRecords(), 3u);
+    }
+    EXPECT_FALSE(std::ifstream(partial).good());
+    std::ifstream in(path, std::ios::binary);
+    const std::vector<uint8_t> onDisk((std::istreambuf_iterator<char>(in)), {});
+    EXPECT_EQ(onDisk, wholeFile());
+
     ResultHead head;
-    const std::vector<vexa_driver_msg> seen = parse(wholeFile(), ok, error, head);
-    ASSERT_TRUE(ok) << error;
-    EXPECT_EQ(head.formatVersion, 1u);
+    std::vector<vexa_driver_msg> seen;
+    std::string error;
+    ASSERT_TRUE(readResultFile(
+        path, head,
+        [&](const vexa_driver_msg& m) {
+            seen.push_back(m);
+            return true;
+        },
+        error))
+        << error;
+    EXPECT_TRUE(head.complete);
+    EXPECT_EQ(head.recoveryNote, "");
+    EXPECT_EQ(head.formatVersion, 2u);
+    // The END frame's system record replaces the one of the start.
     ASSERT_NE(head.system(), nullptr);
+    EXPECT_EQ(head.system()->producedSamples, 7u);
     EXPECT_EQ(head.system()->hostName, "bench-host");
-    EXPECT_EQ(head.system()->commandLine, system.commandLine);
-    EXPECT_EQ(head.system()->sidToUuid, system.sidToUuid);
     ASSERT_EQ(head.metadata.size(), 4u);
-    auto* msg = dynamic_cast<pwr::MsgMetadata*>(head.metadata[1].get());
-    ASSERT_NE(msg, nullptr);
-    EXPECT_EQ(msg->getMsgName(), "FAKE_COUNT");
-    ASSERT_EQ(msg->getMetaValues().size(), 1u);
-    EXPECT_EQ(msg->getMetaValues()[0]->getOperation(), "FAKE");
-    EXPECT_NE(dynamic_cast<pwr::MetricMetadata*>(head.metadata[2].get()), nullptr);
-    EXPECT_NE(dynamic_cast<pwr::CollectorMetadata*>(head.metadata[3].get()), nullptr);
-    ASSERT_EQ(head.features.size(), 1u);
-    EXPECT_EQ(head.features[0].name, "ticks");
-    EXPECT_EQ(head.features[0].prefix, "FAKE");
+    EXPECT_NE(dynamic_cast<pwr::MsgMetadata*>(head.metadata[1].get()), nullptr);
     EXPECT_EQ(head.features[0].messages, features[0].messages);
     EXPECT_EQ(head.options, options);
     ASSERT_EQ(seen.size(), samples.size());
     for (size_t i = 0; i < seen.size(); ++i) {
         EXPECT_TRUE(sameSample(seen[i], samples[i])) << "sample " << i;
     }
+    std::remove(path.c_str());
+
+    // Abandoned before its head, a collection leaves nothing; a writer that
+    // ends after its head keeps what it wrote.
+    const std::string other = "host-test-abandoned.vtr";
+    std::string kept;
+    {
+        ResultFileWriter abandoned;
+        ASSERT_TRUE(abandoned.create(other, error));
+        const std::string name = abandoned.partialPath();
+        abandoned.abandon();
+        EXPECT_FALSE(std::ifstream(name).good());
+        ResultFileWriter dropped;
+        ASSERT_TRUE(dropped.create(other, error));
+        ASSERT_TRUE(dropped.writeHead(metadata(), features, options, error));
+        kept = dropped.partialPath();
+    }
+    EXPECT_TRUE(std::ifstream(kept).good());
+    EXPECT_FALSE(std::ifstream(other).good());
+    EXPECT_TRUE(readResultFile(kept, head, SampleVisitor(), error)) << error;
+    EXPECT_EQ(head.recoveryNote, "recovered 0.0 s of a collection that did not finish");
+    std::remove(kept.c_str());
 }
 
-TEST_F(ResultFileTest, EmptyTextsAreLeftOutRatherThanWrittenUnreadable) {
-    features.push_back({"", "NONAME", {}});
-    features.push_back({"noprefix", "", {}});
-    features[0].messages.push_back("");
-    options.emplace_back("empty", "");
-    bool ok = false;
-    std::string error;
-    ResultHead head;
-    parse(wholeFile(), ok, error, head);
-    ASSERT_TRUE(ok) << error;
-    ASSERT_EQ(head.features.size(), 1u);
-    EXPECT_EQ(head.features[0].messages, (std::vector<std::string>{"FAKE_COUNT", "FAKE_EDGES"}));
-    EXPECT_EQ(head.options.size(), 2u);
-}
-
-TEST_F(ResultFileTest, EveryTruncationIsRefusedUnlessItEndsOnARecord) {
-    std::vector<size_t> boundaries;
-    const std::vector<uint8_t> whole = wholeFile(&boundaries);
+TEST_F(ResultFileTest, EveryCutKeepsTheWholeFramesBeforeIt) {
+    std::vector<size_t> ends;
+    const std::vector<uint8_t> whole = wholeFile(&ends);
+    ASSERT_EQ(ends.size(), 4u);
     log.context().setVerbosity(PW_FATAL);
     for (size_t cut = 0; cut < whole.size(); ++cut) {
         const std::vector<uint8_t> part(whole.begin(), whole.begin() + static_cast<long>(cut));
@@ -178,67 +273,92 @@ TEST_F(ResultFileTest, EveryTruncationIsRefusedUnlessItEndsOnARecord) {
         std::string error;
         ResultHead head;
         const std::vector<vexa_driver_msg> seen = parse(part, ok, error, head);
-        size_t boundary = 0;
-        while (boundary < boundaries.size() && boundaries[boundary] != cut) {
-            ++boundary;
+        if (cut < ends[0]) {
+            EXPECT_FALSE(ok) << "cut at " << cut;
+            EXPECT_EQ(error, cut < 8 ? "not a Vantry result file" : "the file is cut short");
+            continue;
         }
-        if (boundary < boundaries.size()) {
-            EXPECT_TRUE(ok) << "cut at " << cut << ": " << error;
-            EXPECT_EQ(seen.size(), boundary) << "cut at " << cut;
-        } else {
-            EXPECT_FALSE(ok) << "cut at " << cut << " was accepted";
-            EXPECT_FALSE(error.empty());
-        }
+        ASSERT_TRUE(ok) << "cut at " << cut << ": " << error;
+        // Cut at a frame boundary too: without the END frame the file is
+        // known to be incomplete, and its system record ends at the last
+        // reading that is there.
+        EXPECT_FALSE(head.complete) << "cut at " << cut;
+        const size_t expected = cut >= ends[2] ? 3 : cut >= ends[1] ? 2 : 0;
+        EXPECT_EQ(seen.size(), expected) << "cut at " << cut;
+        const char* seconds = expected == 3 ? "3.0" : expected == 2 ? "2.0" : "0.0";
+        EXPECT_EQ(head.recoveryNote,
+                  std::string("recovered ") + seconds + " s of a collection that did not finish");
+        EXPECT_EQ(head.system()->stopTsc, expected == 3 ? 4000u : expected == 2 ? 3000u : 1000u);
     }
 }
 
-TEST_F(ResultFileTest, DamageGetsItsOwnReason) {
-    const std::vector<uint8_t> whole = wholeFile();
+TEST_F(ResultFileTest, DamageEndsTheReadablePartWhereItIs) {
+    std::vector<size_t> ends;
+    const std::vector<uint8_t> whole = wholeFile(&ends);
     log.context().setVerbosity(PW_FATAL);
-    auto reason = [&](std::vector<uint8_t> bytes) {
-        bool ok = true;
+    auto read = [&](const std::vector<uint8_t>& bytes, ResultHead& head, size_t& records) {
+        bool ok = false;
         std::string error;
-        ResultHead head;
-        parse(bytes, ok, error, head);
-        EXPECT_FALSE(ok);
-        return error;
+        records = parse(bytes, ok, error, head).size();
+        return ok ? std::string() : error;
     };
+    ResultHead head;
+    size_t records = 0;
+    // A flipped byte in the second SAMPLES frame: the first is kept.
     std::vector<uint8_t> bytes = whole;
-    bytes[0] = 'X';
-    EXPECT_EQ(reason(bytes), "not a Vantry result file");
+    bytes[ends[1] + 20] ^= 0x01;
+    EXPECT_EQ(read(bytes, head, records), "");
+    EXPECT_EQ(records, 2u);
+    EXPECT_EQ(head.recoveryNote, "the file is damaged at byte " + std::to_string(ends[1]) +
+                                     "; recovered 2.0 s of the collection");
+    // A length that claims 4 GiB is refused without reading or allocating.
     bytes = whole;
-    bytes[4] = 2;
-    EXPECT_EQ(reason(bytes),
-              "written in result format 2, which this Vantry cannot read (it reads formats 1 to "
-              "1)");
+    for (size_t i = 1; i <= 4; ++i) {
+        bytes[ends[1] + i] = static_cast<uint8_t>(0xFF);
+    }
+    EXPECT_EQ(read(bytes, head, records), "");
+    EXPECT_EQ(records, 2u);
+    EXPECT_EQ(head.recoveryNote, "the file is damaged at byte " + std::to_string(ends[1]) +
+                                     "; recovered 2.0 s of the collection");
+    // Bytes after the END frame are left out, and said so.
     bytes = whole;
+    bytes.insert(bytes.end(), whole.begin() + static_cast<long>(ends[0]),
+                 whole.begin() + static_cast<long>(ends[1]));
+    EXPECT_EQ(read(bytes, head, records), "");
+    EXPECT_EQ(records, 3u);
+    EXPECT_TRUE(head.complete);
+    EXPECT_EQ(head.recoveryNote, "the file goes on after the end of its collection, at byte " +
+                                     std::to_string(ends[3]) + "; it was left out");
+    // An END frame whose counts disagree with the frames before it.
+    bytes = std::vector<uint8_t>(whole.begin(), whole.begin() + static_cast<long>(ends[2]));
+    const std::vector<char> end = encodeEndFrame(system, 5, 9);
+    bytes.insert(bytes.end(), end.begin(), end.end());
+    EXPECT_EQ(read(bytes, head, records), "");
+    EXPECT_FALSE(head.complete);
+    EXPECT_EQ(head.recoveryNote,
+              "the file holds 3 of its 9 sample records; recovered 3.0 s of the collection");
+    // The head itself damaged, and unknown versions.
+    bytes = whole;
+    bytes[20] ^= 0x40;
+    EXPECT_EQ(read(bytes, head, records), "the metadata is damaged");
+    bytes = whole;
+    bytes[4] = 3;
+    EXPECT_EQ(read(bytes, head, records),
+              "written in result format 3, which this Vantry cannot read (it reads formats 1 to "
+              "2)");
     bytes[4] = 0;
-    EXPECT_EQ(reason(bytes),
+    EXPECT_EQ(read(bytes, head, records),
               "written in result format 0, which this Vantry cannot read (it reads formats 1 to "
-              "1)");
+              "2)");
     bytes = whole;
-    bytes[11] = 0x7F;
-    EXPECT_EQ(reason(bytes), "the file is cut short");
-    // A head one byte shorter than its contents: the option list loses its
-    // last byte.
-    bytes = whole;
-    bytes[8] = static_cast<uint8_t>(bytes[8] - 1);
-    EXPECT_EQ(reason(bytes), "option 2 is damaged");
-    // A sample whose length runs past the end.
-    bytes = whole;
-    const size_t headEnd = encodeResultHead(metadata(), features, options).size();
-    bytes[headEnd + 1] = 0x10;
-    EXPECT_EQ(reason(bytes), "damaged sample record at byte " + std::to_string(headEnd));
-
+    bytes[0] = 'X';
+    EXPECT_EQ(read(bytes, head, records), "not a Vantry result file");
     // The system record must come first.
     std::vector<const pwr::Metadata*> swapped = metadata();
     std::swap(swapped[0], swapped[2]);
-    const std::vector<char> head = encodeResultHead(swapped, features, options);
-    EXPECT_EQ(reason(std::vector<uint8_t>(head.begin(), head.end())),
+    const std::vector<char> badHead = encodeResultHead(swapped, features, options);
+    EXPECT_EQ(read(std::vector<uint8_t>(badHead.begin(), badHead.end()), head, records),
               "the first metadata record is not the system record");
-    const std::vector<char> none = encodeResultHead({}, features, options);
-    EXPECT_EQ(reason(std::vector<uint8_t>(none.begin(), none.end())),
-              "the file holds no system record");
 }
 
 TEST_F(ResultFileTest, FlippedBytesNeverCrashTheReader) {
@@ -251,8 +371,10 @@ TEST_F(ResultFileTest, FlippedBytesNeverCrashTheReader) {
             bool ok = false;
             std::string error;
             ResultHead head;
-            parse(bytes, ok, error, head);
+            const size_t seen = parse(bytes, ok, error, head).size();
             EXPECT_TRUE(ok || !error.empty()) << "byte " << at;
+            // Every frame is checked: a flip is never read as other data.
+            EXPECT_TRUE(!ok || !head.complete || seen == samples.size()) << "byte " << at;
         }
     }
     ResultHead head;
@@ -261,57 +383,56 @@ TEST_F(ResultFileTest, FlippedBytesNeverCrashTheReader) {
     EXPECT_EQ(error, "not a Vantry result file");
 }
 
-TEST_F(ResultFileTest, WriterRenamesOnlyWhenCompleteAndReaderStreams) {
-    const std::string path = "host-test-result.vtr";
-    std::remove(path.c_str());
-    {
-        std::ofstream stale(path, std::ios::binary);
-        stale << "an older collection";
-    }
-    ResultFileWriter writer;
-    std::string error;
-    ASSERT_TRUE(writer.open(path, error)) << error;
-    for (const vexa_driver_msg& sample : samples) {
-        pwr::VexaBuffer buffer;
-        ASSERT_TRUE(pwr::appendDriverMessage(buffer, sample));
-        ASSERT_TRUE(writer.appendSamples(buffer.data(), buffer.size(), error)) << error;
-    }
-    // Until finish() the old file keeps its name and contents.
-    {
-        std::ifstream in(path, std::ios::binary);
-        EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "an older collection");
-    }
-    ASSERT_TRUE(writer.finish(metadata(), features, options, error)) << error;
-    EXPECT_FALSE(std::ifstream(path + ".tmp").good());
-    EXPECT_FALSE(std::ifstream(path + ".samples.tmp").good());
-
-    std::ifstream in(path, std::ios::binary);
-    const std::vector<uint8_t> onDisk((std::istreambuf_iterator<char>(in)), {});
-    EXPECT_EQ(onDisk, wholeFile());
-
+TEST_F(ResultFileTest, FirstFormatFilesStillRead) {
+    // A collection written by the first release: one head, bare records.
+    const std::string path = std::string(VANTRY_TEST_DATA_DIR) + "/host/release1.vtr";
     ResultHead head;
     std::vector<vexa_driver_msg> seen;
+    std::string error;
     ASSERT_TRUE(readResultFile(
         path, head,
         [&](const vexa_driver_msg& m) {
             seen.push_back(m);
-            return seen.size() < 2;
+            return true;
         },
         error))
         << error;
-    EXPECT_EQ(seen.size(), 2u) << "the visitor stops the reading";
+    EXPECT_EQ(head.formatVersion, 1u);
+    EXPECT_TRUE(head.complete) << head.recoveryNote;
+    EXPECT_EQ(seen.size(), 8u);
+    ASSERT_NE(head.system(), nullptr);
+    EXPECT_EQ(head.system()->hostName, "laptop");
+    EXPECT_EQ(head.features.size(), 1u);
 
-    // Abandoning leaves neither a result nor a side file.
-    const std::string other = "host-test-abandoned.vtr";
-    ResultFileWriter abandoned;
-    ASSERT_TRUE(abandoned.open(other, error));
-    abandoned.abandon();
-    EXPECT_FALSE(std::ifstream(other).good());
-    EXPECT_FALSE(std::ifstream(other + ".samples.tmp").good());
-    std::remove(path.c_str());
+    // Cut at a record boundary halfway, it is known to be cut: its readings
+    // end well before its recorded stop.
+    std::ifstream in(path, std::ios::binary);
+    std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), {});
+    size_t offset = 12 + (bytes[8] | bytes[9] << 8 | bytes[10] << 16 | bytes[11] << 24);
+    vexa_driver_msg msg;
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(pwr::readDriverMessage(bytes.data(), bytes.size(), offset, msg));
+    }
+    bytes.resize(offset);
+    bool ok = false;
+    log.context().setVerbosity(PW_FATAL);
+    EXPECT_EQ(parse(bytes, ok, error, head).size(), 3u);
+    EXPECT_TRUE(ok) << error;
+    EXPECT_FALSE(head.complete);
+    EXPECT_EQ(head.recoveryNote, "the file is cut; it holds 0.3 s of a 1.0 s collection");
+    // And cut inside a record.
+    bytes.resize(bytes.size() - 1);
+    EXPECT_EQ(parse(bytes, ok, error, head).size(), 2u);
+    EXPECT_TRUE(ok) << error;
+    EXPECT_EQ(head.recoveryNote.compare(0, 23, "the file is cut at byte"), 0) << head.recoveryNote;
+}
 
-    EXPECT_FALSE(readResultFile("host-test-missing.vtr", head, SampleVisitor(), error));
-    EXPECT_FALSE(error.empty());
+TEST_F(ResultFileTest, StemsOfResultNames) {
+    EXPECT_EQ(resultStem("out.vtr"), "out");
+    EXPECT_EQ(resultStem("dir/out.vtr.0123456789abcdef.partial"), "dir/out");
+    EXPECT_EQ(resultStem("out.vtr.0123456789abcdeg.partial"), "out.vtr.0123456789abcdeg.partial");
+    EXPECT_EQ(resultStem("out.partial"), "out.partial");
+    EXPECT_EQ(resultStem("out"), "out");
 }
 
 }  // namespace

@@ -29,6 +29,8 @@
 #include "common/plugins/MetricPluginCapability.h"
 #include "common/plugins/PluginEnvironment.h"
 #include "common/plugins/PluginModule.h"
+#include "common/runtime/FileOps.h"
+#include "common/runtime/Log.h"
 #include "common/plugins/WriterPlugin.h"
 #include "common/plugins/WriterPluginCapability.h"
 #include "common/plugins/WriterStream.h"
@@ -202,12 +204,15 @@ class FakeTextWriter : public WriterPlugin {
     void cleanup() override {
         const std::string path = PluginEnvironment::current()->getResultFilePrefix() + m_suffix;
         std::string body = m_console ? m_text : "messages " + std::to_string(m_count) + "\n";
-        {
-            std::ofstream out(path + ".tmp", std::ios::binary);
-            out << body;
+        // As the reference writers do: a new file under a unique temporary
+        // name, renamed when complete, and a failure named in the line the
+        // host counts.
+        pwr::NewFile file;
+        std::string error;
+        if (!file.create(path, ".tmp", error) || !file.write(body, error) || !file.commit(error)) {
+            pwr::pwLog(PW_ERROR, "ERROR: Cannot write result file %s: %s\n", path.c_str(),
+                       file.failureReason().c_str());
         }
-        std::remove(path.c_str());
-        std::rename((path + ".tmp").c_str(), path.c_str());
     }
     int getColumnTitles(const pwr::TableMessage&, std::deque<std::string>&) const override {
         return 0;

@@ -87,6 +87,15 @@ if(NOT j_rc EQUAL 0 OR NOT EXISTS ${WORK_DIR}/copy.list OR EXISTS ${WORK_DIR}/co
   message(FATAL_ERROR "-i out.vtr -o copy -r list: status ${j_rc}, ${j_err}")
 endif()
 
+# A collection written by the first release still gives its report.
+file(COPY ${DATA_DIR}/release1.vtr DESTINATION ${WORK_DIR})
+run_vantry(r1 ${VANTRY} -i release1 -o release1-again -r sum)
+read_text(old_report ${WORK_DIR}/release1-again.txt)
+read_text(old_golden ${DATA_DIR}/golden_release1.txt)
+if(NOT r1_rc EQUAL 0 OR NOT r1_err STREQUAL "" OR NOT old_report STREQUAL old_golden)
+  message(FATAL_ERROR "-i release1: status ${r1_rc}, ${r1_err}\n${old_report}")
+endif()
+
 # 3. --no-post-processing leaves the result file only.
 run_vantry(n ${VANTRY} --simulate -f fakegroup -t 0.5 -o raw --no-post-processing)
 if(NOT n_rc EQUAL 0 OR NOT EXISTS ${WORK_DIR}/raw.vtr OR EXISTS ${WORK_DIR}/raw.txt)
@@ -173,7 +182,7 @@ expect_failure("garbage input" 1
                -i garbage)
 file(WRITE ${WORK_DIR}/newer.vtr "VTRFjunkjunkjunk")
 expect_failure("unknown format version" 1
-               "ERROR: cannot read the collection \"newer.vtr\": written in result format 1802401130, which this Vantry cannot read (it reads formats 1 to 1)"
+               "ERROR: cannot read the collection \"newer.vtr\": written in result format 1802401130, which this Vantry cannot read (it reads formats 1 to 2)"
                -i newer.vtr)
 
 # 6. A program folder without plug-ins, then one without configuration.

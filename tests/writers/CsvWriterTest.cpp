@@ -59,7 +59,7 @@ TEST_F(CsvWriterTest, EveryTableAsTitleHeaderRowsAndBlankRecord) {
               "\"Disk, \"\"C:\"\"\nsummary\"\r\n"
               "\"a\r\nb\",7\r\n"
               "\r\n");
-    EXPECT_FALSE(exists(prefix + ".csv.tmp"));
+    EXPECT_FALSE(temporaryExists(prefix + ".csv"));
     EXPECT_TRUE(console.lines().empty());
     EXPECT_TRUE(cap.loggedExactly({}));
 }

@@ -152,7 +152,7 @@ TEST_F(IntervalWriterTest, UnwritableFileIsReportedOnceAndPointsStillFlow) {
     }
     // No warning per point from the stream: the writer does not refuse them.
     EXPECT_TRUE(cap.loggedExactly({"ERROR: Cannot write result file " + bad +
-                                   "_int.csv: unable to open " + bad + "_int.csv.tmp\n"}));
+                                   "_int.csv: " + missingFolderReason(bad) + "\n"}));
     EXPECT_FALSE(exists(dir + "/missing"));
 }
 

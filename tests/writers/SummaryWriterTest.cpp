@@ -64,10 +64,10 @@ TEST_F(SummaryWriterTest, ReportGoesToConsoleAndFileAndTheFileAppearsOnlyWhenCom
         pushTransposedTable(stream);
         // Nothing under the final name until the stream lets go.
         EXPECT_FALSE(exists(prefix + ".txt"));
-        EXPECT_TRUE(exists(prefix + ".txt.tmp"));
+        EXPECT_TRUE(temporaryExists(prefix + ".txt"));
     }
     EXPECT_EQ(readFile(prefix + ".txt"), c_report);
-    EXPECT_FALSE(exists(prefix + ".txt.tmp"));
+    EXPECT_FALSE(temporaryExists(prefix + ".txt"));
     EXPECT_EQ(consoleText(), c_report);
     // One console line per report line, each ended.
     for (const std::string& line : console.lines()) {

@@ -42,12 +42,12 @@ TEST_F(WriterErrorTest, UnwritablePrefixGivesOneErrorPerFileAndNothingElse) {
         pushTransposedTable(stream);
     }
     // The set's order is that of the writers' addresses: compare as a set.
-    EXPECT_EQ(sorted(cap.lines()), sorted({"ERROR: Cannot write result file " + bad +
-                                               ".txt: unable to open " + bad + ".txt.tmp\n",
-                                           "ERROR: Cannot write result file " + bad +
-                                               ".csv: unable to open " + bad + ".csv.tmp\n",
-                                           "ERROR: Cannot write result file " + bad +
-                                               ".json: unable to open " + bad + ".json.tmp\n"}));
+    // Each names its file and the system's reason.
+    const std::string why = ": " + missingFolderReason(bad) + "\n";
+    EXPECT_EQ(sorted(cap.lines()),
+              sorted({"ERROR: Cannot write result file " + bad + ".txt" + why,
+                      "ERROR: Cannot write result file " + bad + ".csv" + why,
+                      "ERROR: Cannot write result file " + bad + ".json" + why}));
     EXPECT_TRUE(std::filesystem::is_empty(dir));
     // The console report does not depend on the file.
     const std::string console = consoleText();
@@ -87,16 +87,16 @@ TEST_F(WriterErrorTest, AnEarlierResultIsReplacedAndAnAbandonedFileRemoved) {
               "\"Timer, periodic\",12\r\n"
               "\"IRQ \"\"edge\"\"\",3\r\n"
               "\r\n");
-    EXPECT_FALSE(exists(prefix + ".csv.tmp"));
+    EXPECT_FALSE(temporaryExists(prefix + ".csv"));
 
     // A file that is never committed leaves nothing behind.
     {
         ResultFile file("_partial.csv");
         ASSERT_TRUE(file.open());
         file.write("half a line");
-        EXPECT_TRUE(exists(prefix + "_partial.csv.tmp"));
+        EXPECT_TRUE(temporaryExists(prefix + "_partial.csv"));
     }
-    EXPECT_FALSE(exists(prefix + "_partial.csv.tmp"));
+    EXPECT_FALSE(temporaryExists(prefix + "_partial.csv"));
     EXPECT_FALSE(exists(prefix + "_partial.csv"));
     EXPECT_TRUE(cap.loggedExactly({}));
 }

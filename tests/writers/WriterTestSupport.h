@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "common/runtime/FileOps.h"
 #include "common/data/Data.h"
 #include "common/data/Formatter.h"
 #include "common/data/DataHandle.h"
@@ -162,6 +163,33 @@ class WriterTest : public ::testing::Test {
     }
 
     static bool exists(const std::string& path) { return std::filesystem::exists(path); }
+    // The system's reason for not creating a file at path, as the writers
+    // report it ("No such file or directory" on POSIX for a missing folder).
+    static std::string missingFolderReason(const std::string& path) {
+        pwr::NewFile probe;
+        std::string error;
+        EXPECT_FALSE(probe.create(path + ".probe", ".tmp", error));
+        EXPECT_FALSE(probe.failureReason().empty());
+        return probe.failureReason();
+    }
+    // Whether a temporary file of the final name path ("<path>.<unique>.tmp")
+    // is in its folder.
+    static bool temporaryExists(const std::string& path) {
+        const std::filesystem::path final = std::filesystem::u8path(path);
+        const std::string stem = final.filename().u8string() + ".";
+        std::error_code ec;
+        const std::filesystem::path folder =
+            final.has_parent_path() ? final.parent_path() : std::filesystem::path(".");
+        for (std::filesystem::directory_iterator it(folder, ec), end; !ec && it != end;
+             it.increment(ec)) {
+            const std::string name = it->path().filename().u8string();
+            if (name.size() == stem.size() + 16 + 4 && name.compare(0, stem.size(), stem) == 0 &&
+                name.compare(name.size() - 4, 4, ".tmp") == 0) {
+                return true;
+            }
+        }
+        return false;
+    }
     std::string consoleText() const {
         std::string text;
         for (const std::string& line : console.lines()) {
