@@ -25,8 +25,7 @@ std::string reasonFor(int error) {
 // A regular file that is not ours to write to through a link: O_NOFOLLOW
 // answers ELOOP (or EMLINK on some systems) for a link at the name.
 std::string linkAware(int error) {
-    return error == ELOOP || error == EMLINK ? std::string("is a symbolic link")
-                                             : reasonFor(error);
+    return error == ELOOP || error == EMLINK ? std::string("is a symbolic link") : reasonFor(error);
 }
 
 }  // namespace
@@ -41,8 +40,7 @@ uint64_t uniqueNumber() {
         std::random_device device;
         const uint64_t high = static_cast<uint64_t>(device()) << 32;
         return high ^ device() ^
-               static_cast<uint64_t>(
-                   std::chrono::steady_clock::now().time_since_epoch().count()) ^
+               static_cast<uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count()) ^
                (static_cast<uint64_t>(getpid()) << 16);
     }();
     // A 64-bit mix of the seed and a counter: distinct within a process,

@@ -20,17 +20,16 @@ std::string textOf(DWORD code) {
     char* text = nullptr;
     const DWORD length = FormatMessageA(
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-        nullptr, code, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), reinterpret_cast<char*>(&text),
-        0, nullptr);
+        nullptr, code, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), reinterpret_cast<char*>(&text), 0,
+        nullptr);
     std::string result = length != 0 && text != nullptr ? std::string(text, length)
                                                         : "system error " + std::to_string(code);
     if (text != nullptr) {
         LocalFree(text);
     }
     // One line: the system's text ends in ".\r\n".
-    while (!result.empty() &&
-           (result.back() == '\n' || result.back() == '\r' || result.back() == '.' ||
-            result.back() == ' ')) {
+    while (!result.empty() && (result.back() == '\n' || result.back() == '\r' ||
+                               result.back() == '.' || result.back() == ' ')) {
         result.pop_back();
     }
     return result;
@@ -80,9 +79,9 @@ uint64_t uniqueNumber() {
 intptr_t createExclusive(const std::string& path, std::string& reason) {
     // CREATE_NEW fails when any name, a link included, is there; the flag
     // keeps a reparse point from being followed.
-    HANDLE handle = CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE,
-                                nullptr, CREATE_NEW,
-                                FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    HANDLE handle =
+        CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                    CREATE_NEW, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
     if (handle == INVALID_HANDLE_VALUE) {
         reason = systemError();
         return -1;
@@ -121,7 +120,8 @@ void closeHandle(intptr_t handle) {
 }
 
 bool replaceFile(const std::string& from, const std::string& to, std::string& reason) {
-    if (!MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+    if (!MoveFileExA(from.c_str(), to.c_str(),
+                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
         reason = systemError();
         return false;
     }
@@ -160,8 +160,9 @@ FileKind kindOf(const std::string& path, std::string* reason) {
 }
 
 bool identity(const std::string& path, uint64_t& device, uint64_t& number) {
-    HANDLE handle = CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    HANDLE handle =
+        CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
     if (handle == INVALID_HANDLE_VALUE) {
         return false;
     }
