@@ -21,6 +21,10 @@
 #include "common/plugins/MetricPlugin.h"
 #include "common/plugins/MetricPluginCapability.h"
 
+namespace pwr {
+class VexaConfigFileParser;
+}  // namespace pwr
+
 namespace vantry {
 
 struct Feature {
@@ -42,6 +46,22 @@ const char* allFeaturesGroup();
 // The groups of the available, visible features with their members, by group
 // name; "all" holds every one of them.
 std::map<std::string, std::vector<std::string>> featureGroups(const std::vector<Feature>& features);
+
+// Checks the features that the platform configuration of configFolder
+// declares for platform (features as built from parser), so that a mistake
+// there is reported rather than making features vanish or be unreachable.
+// False, with one "ERROR: " line in error, when:
+// - no feature is declared at all (an empty or truncated file);
+// - two features share a command-line name, case ignored (-f could select
+//   only the first);
+// - an operation of a feature's message gives a packet key a value that its
+//   collector's kind does not know (a misspelt SOURCE): the kind's prototype
+//   lists the values it knows (see common/config/Operation.h), and a value
+//   outside them would make the message, and often the feature, unavailable
+//   on every machine.
+bool checkFeatureConfig(const std::vector<Feature>& features,
+                        const pwr::VexaConfigFileParser& parser, const std::string& platform,
+                        const std::string& configFolder, std::string& error);
 
 // Resolves the words of -f (feature names or group names, case ignored) into
 // features, each once, in the order of features. False, with one "ERROR: "

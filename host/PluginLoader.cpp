@@ -11,6 +11,11 @@ namespace vantry {
 
 namespace {
 
+// The most plug-ins one module may report. A module provides a handful; a
+// count far beyond that comes from a broken entry point, and the host would
+// otherwise reserve room for all of them before asking for the plug-ins.
+const int c_maxPluginsPerModule = 1024;
+
 bool isModuleFile(const std::filesystem::path& path) {
 #if defined(_WIN32)
     const char* extension = ".dll";
@@ -51,10 +56,18 @@ bool PluginLoader::loadFolder(const std::string& folder, std::string& error) {
         }
         auto entry = reinterpret_cast<pwr::PluginEntryFn>(
             pwr::findModuleSymbol(module, pwr::c_pluginEntryPoint));
-        const int count = entry != nullptr ? entry(nullptr, 0) : -1;
-        if (count < 0) {
+        if (entry == nullptr) {
             pwr::pwLog(PW_WARNING, "WARNING: %s is not a Vantry plug-in module (no %s); skipped\n",
                        file.c_str(), pwr::c_pluginEntryPoint);
+            pwr::freeModule(module);
+            continue;
+        }
+        const int count = entry(nullptr, 0);
+        if (count < 0 || count > c_maxPluginsPerModule) {
+            pwr::pwLog(PW_WARNING,
+                       "WARNING: plug-in module %s reports %d plug-ins, not a count from 0 to "
+                       "%d; skipped\n",
+                       file.c_str(), count, c_maxPluginsPerModule);
             pwr::freeModule(module);
             continue;
         }

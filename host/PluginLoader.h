@@ -4,8 +4,9 @@
 // A module is a shared library (".dll" on Windows, ".so" elsewhere) that
 // exports vantryGetPlugins (common/plugins/PluginModule.h). Modules load in
 // file-name order, so SIDs and the order of plug-ins are the same on every
-// run. A module that cannot be loaded, lacks the entry point or answers a
-// negative count is skipped with a WARNING line.
+// run. A module that cannot be loaded, lacks the entry point, or reports a
+// negative or implausibly large count (more than 1024 plug-ins) is skipped
+// with a WARNING line.
 //
 // The loader owns the plug-ins and the modules: it deletes the plug-ins
 // before it unloads the modules their code lives in. Not thread-safe.

@@ -51,6 +51,9 @@ const uint64_t c_simulatedEpochNs = 1767225600ull * 1000000000ull;
 // one second, as metrics refuse a timestamp of 0.
 const float c_simulatedTicksPerUs = 1000.0f;
 const uint64_t c_simulatedFirstTick = 1000000000ull;
+// A configuration file larger than this is not one (the shipped ones are a
+// few kilobytes).
+const uint64_t c_maxConfigBytes = 16u * 1024u * 1024u;
 // The progress line is redrawn at most this often.
 const uint64_t c_progressEveryMs = 250;
 
@@ -265,6 +268,13 @@ int Vantry::run(const std::vector<std::string>& args) {
         }
         findPlatform_i();
         buildFeatures_i();
+        {
+            std::string configError;
+            if (!checkFeatureConfig(m_features, *pwr::VexaConfigFileParser::instance(), m_platform,
+                                    m_toolDir + "config", configError)) {
+                return fail_i(1, configError);
+            }
+        }
         return showHelp_i(m_options.helpJson);
     }
 
@@ -415,6 +425,16 @@ int Vantry::start_i() {
         }
     }
     std::sort(files.begin(), files.end());
+    // A FIFO, a device or a folder among them would block or never end the
+    // parse: each must be a regular file of a sane size.
+    for (const std::string& file : files) {
+        std::string why;
+        std::FILE* probe = pwr::openRegularFile(file, why, nullptr, c_maxConfigBytes);
+        if (probe == nullptr) {
+            return fail_i(1, "ERROR: cannot read the configuration file \"" + file + "\": " + why);
+        }
+        std::fclose(probe);
+    }
     for (const std::string& file : files) {
         const std::string name = fs::path(file).filename().string();
         (name.find("output") != std::string::npos ? m_outputConfigs : m_platformConfigs)
@@ -685,6 +705,13 @@ int Vantry::collect_i(std::string& resultPath) {
     pwr::DataHandleProvider::initTopology(m_system);
     findPlatform_i();
     buildFeatures_i();
+    {
+        std::string configError;
+        if (!checkFeatureConfig(m_features, *pwr::VexaConfigFileParser::instance(), m_platform,
+                                m_toolDir + "config", configError)) {
+            return fail_i(1, configError);
+        }
+    }
     std::vector<const Feature*> selected;
     std::string error;
     if (!selectFeatures(m_features, m_options.features, selected, error)) {
@@ -1098,13 +1125,28 @@ int Vantry::postProcess_i(const std::string& resultPath, const std::string& pref
                            job.plugin->getName().c_str(), job.record->name.c_str());
             }
         }
+        std::set<std::string> filePrefixes;
+        for (const FeatureRecord& record : head.features) {
+            filePrefixes.insert(record.prefix);
+        }
         vexa_driver_msg msg;
         uint64_t damaged = 0;
+        uint64_t orphans = 0;
         while (reader.next(msg, error)) {
-            auto found = byPrefix.find(pwr::driverMessagePrefix(msg.msgName));
+            const std::string msgPrefix = pwr::driverMessagePrefix(msg.msgName);
+            auto found = byPrefix.find(msgPrefix);
             if (found != byPrefix.end() && found->second->processDriverMessage(msg, sys) != 0) {
                 ++damaged;
             }
+            // Records of a feature without a plug-in here were announced
+            // above; records of no feature at all mean a damaged feature list.
+            orphans += found == byPrefix.end() && filePrefixes.count(msgPrefix) == 0 ? 1 : 0;
+        }
+        if (orphans != 0) {
+            pwr::pwLog(PW_WARNING,
+                       "WARNING: %llu sample records belong to no feature of the collection and "
+                       "were left out\n",
+                       static_cast<unsigned long long>(orphans));
         }
         if (!error.empty()) {
             status =

@@ -11,20 +11,24 @@
 // then the record). For a system record it prints the version header, the
 // collection header, the hardware header and the full text dump; for the
 // other kinds, their fields. Exit status: 0 when every record was read, 1 when
-// the file cannot be opened or holds a record that cannot be read, 2 for bad
-// arguments.
+// the file cannot be opened (missing, a folder, a FIFO or a device, larger
+// than c_maxFileBytes), holds a record that cannot be read or ends in bytes
+// too few for a record, 2 for bad arguments. Every failure is one line on
+// standard error.
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "common/data/UniqueId.h"
+#include "common/runtime/FileOps.h"
 #include "common/runtime/Log.h"
 #include "common/serialize/CollectorMetadata.h"
 #include "common/serialize/Metadata.h"
@@ -36,6 +40,11 @@
 #include "common/sysinfo/SystemProbe.h"
 
 namespace {
+
+// Metadata files hold a system record and a few small records, kilobytes in
+// all. 256 MiB is far beyond any real one, and keeps a wrong argument (a
+// disk image, a huge log) from being read whole into memory.
+const uint64_t c_maxFileBytes = 256ull << 20;
 
 void printStrings(const char* label, const std::set<std::string>& strings) {
     std::cout << "  " << label << ":";
@@ -167,38 +176,17 @@ int probe(const char* path) {
     return status;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    unsigned version = 0;
-    const char* path = nullptr;
-    if (argc >= 2 && std::strcmp(argv[1], "--probe") == 0) {
-        return argc > 3 ? usage() : probe(argc == 3 ? argv[2] : nullptr);
-    }
-    for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--format-version") == 0 && i + 1 < argc) {
-            char* end = nullptr;
-            unsigned long v = std::strtoul(argv[++i], &end, 10);
-            if (end == argv[i] || *end != '\0') {
-                return usage();
-            }
-            version = static_cast<unsigned>(v);
-        } else if (argv[i][0] == '-' || path != nullptr) {
-            return usage();
-        } else {
-            path = argv[i];
-        }
-    }
-    if (path == nullptr) {
-        return usage();
-    }
-
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        std::cerr << "vantry-meta: cannot open " << path << "\n";
+// Prints every record of path. Returns the exit status.
+int printFile(const char* path, unsigned version) {
+    // Only a regular file is read: a folder, a FIFO (whose open would wait
+    // for a writer) or a device (/dev/zero never ends) is refused before any
+    // read.
+    std::vector<char> bytes;
+    std::string reason;
+    if (!pwr::readRegularFile(path, c_maxFileBytes, bytes, reason)) {
+        std::cerr << "vantry-meta: cannot open " << path << ": " << reason << "\n";
         return 1;
     }
-    std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     if (bytes.empty()) {
         std::cerr << "vantry-meta: " << path << " is empty\n";
         return 1;
@@ -215,7 +203,22 @@ int main(int argc, char** argv) {
     for (;;) {
         uint32_t type = 0;
         if (ser.read(type) == 0) {
-            break;  // every record read
+            // Fewer bytes than a type code: none at the end of a whole file,
+            // otherwise the start of a record that was cut short.
+            size_t stray = 0;
+            for (char byte = 0; ser.read(byte) != 0;) {
+                ++stray;
+            }
+            if (stray != 0) {
+                std::cerr << "vantry-meta: " << path << ": " << stray
+                          << (stray == 1 ? " byte" : " bytes") << " at offset "
+                          << bytes.size() - stray
+                          << (count == 0 ? "" : " after record " + std::to_string(count))
+                          << (stray == 1 ? " does" : " do")
+                          << " not form a record: the file is damaged\n";
+                status = 1;
+            }
+            break;
         }
         ser.rewind_read(sizeof type);
         std::unique_ptr<pwr::Metadata> record(pwr::Metadata::deserialize(ser, version));
@@ -231,4 +234,47 @@ int main(int argc, char** argv) {
     std::cout << count << " record" << (count == 1 ? "" : "s") << " read\n";
     pwr::UniqueId::destroy();
     return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    unsigned version = 0;
+    const char* path = nullptr;
+    const bool probing = argc >= 2 && std::strcmp(argv[1], "--probe") == 0;
+    if (probing) {
+        if (argc > 3) {
+            return usage();
+        }
+        path = argc == 3 ? argv[2] : nullptr;
+    } else {
+        for (int i = 1; i < argc; ++i) {
+            if (std::strcmp(argv[i], "--format-version") == 0 && i + 1 < argc) {
+                char* end = nullptr;
+                unsigned long v = std::strtoul(argv[++i], &end, 10);
+                if (end == argv[i] || *end != '\0') {
+                    return usage();
+                }
+                version = static_cast<unsigned>(v);
+            } else if (argv[i][0] == '-' || path != nullptr) {
+                return usage();
+            } else {
+                path = argv[i];
+            }
+        }
+        if (path == nullptr) {
+            return usage();
+        }
+    }
+    // The readers report damage by their return value; this is the last
+    // line of defence, so that no input ever ends the program with an abort.
+    const std::string subject = probing ? std::string("--probe") : std::string(path);
+    try {
+        return probing ? probe(path) : printFile(path, version);
+    } catch (const std::exception& e) {
+        std::cerr << "vantry-meta: " << subject << " failed: " << e.what() << "\n";
+    } catch (...) {
+        std::cerr << "vantry-meta: " << subject << " failed\n";
+    }
+    return 1;
 }

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "common/runtime/FileOps.h"
+
 namespace pwr {
 
 namespace {
@@ -33,21 +35,33 @@ void stripConfigLine(std::string& line) {
     line.erase(0, line.find_first_not_of(c_blanks));
 }
 
-int readConfigLines(const std::string& path, std::vector<ConfigLine>& out) {
+int readConfigLines(const std::string& path, std::vector<ConfigLine>& out, uint64_t maxBytes) {
     out.clear();
-    // Text mode, so that Windows hands back its line ends as a plain "\n".
-    std::FILE* file = std::fopen(path.c_str(), "r");
+    // Binary mode: line ends are cut at "\n" here and a "\r" before it is
+    // trimmed, so Windows reads exactly the bytes Linux reads (text mode
+    // there would also stop at the first Ctrl-Z).
+    std::string reason;
+    std::FILE* file = openRegularFile(path, reason, nullptr, maxBytes);
     if (file == nullptr) {
         return -1;
     }
     // Read in blocks and cut at line feeds ourselves: every byte is looked at
     // once, whatever the file holds (NUL bytes, no final line feed, a single
-    // line of megabytes).
+    // line of megabytes). The bytes are counted as they come, so a file that
+    // grows while it is read is still refused at the limit, and no line can
+    // outgrow it.
     std::string current;
     unsigned number = 1;
+    uint64_t total = 0;
+    bool failed = false;
     char block[1 << 16];
     size_t got = 0;
     while ((got = std::fread(block, 1, sizeof block, file)) > 0) {
+        total += got;
+        if (total > maxBytes) {
+            failed = true;
+            break;
+        }
         const char* pos = block;
         const char* const end = block + got;
         while (pos < end) {
@@ -64,8 +78,7 @@ int readConfigLines(const std::string& path, std::vector<ConfigLine>& out) {
             pos = newline + 1;
         }
     }
-    // A directory opens on some systems but cannot be read.
-    const bool failed = std::ferror(file) != 0;
+    failed = failed || std::ferror(file) != 0;
     std::fclose(file);
     if (failed) {
         out.clear();

@@ -1,12 +1,14 @@
 // Line reading and tokenizing shared by the two configuration languages (the
 // platform configuration and the output configuration).
 //
-// readConfigLines opens a file as text and hands back its meaningful lines: a
-// "#" starts a comment that runs to the end of the line, space, line feed,
+// readConfigLines reads a file and hands back its meaningful lines: a "#"
+// starts a comment that runs to the end of the line, space, line feed,
 // carriage return and tab are trimmed at both ends, and lines left empty are
 // dropped. Each line keeps its 1-based number in the file, so that a parser
 // can name it in its messages. Lines end at a line feed only; a carriage
-// return before it is trimmed away with the other blanks.
+// return before it is trimmed away with the other blanks. Only a regular
+// file of at most a size limit is read: a folder, a FIFO or a device (which
+// could block or never end) is refused before the first read.
 //
 // tokenizeConfigLine splits one such line into the six tokens of
 // HEAD_A_B_C_D=VALUE: the text is cut at the first "_" four times, then at
@@ -23,12 +25,18 @@
 // threads at once.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "common/runtime/Export.h"
 
 namespace pwr {
+
+// The largest configuration file read: the shipped ones are a few kilobytes,
+// so a file this large is a wrong path, not a configuration. It also bounds
+// the length of a line.
+constexpr uint64_t c_maxConfigFileBytes = 64ull << 20;
 
 // One meaningful line of a configuration file.
 struct ConfigLine {
@@ -37,8 +45,10 @@ struct ConfigLine {
 };
 
 // Replaces out with the meaningful lines of the file at path. Returns 0, or
-// -1 when the file cannot be opened or read (out is then empty).
-PWR_API int readConfigLines(const std::string& path, std::vector<ConfigLine>& out);
+// -1 (out then empty) when the file cannot be opened or read, is not a
+// regular file, or holds more than maxBytes bytes.
+PWR_API int readConfigLines(const std::string& path, std::vector<ConfigLine>& out,
+                            uint64_t maxBytes = c_maxConfigFileBytes);
 
 // Removes a "#" comment and trims space, line feed, carriage return and tab
 // at both ends of a raw line, in place.

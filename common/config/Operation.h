@@ -8,7 +8,11 @@
 // operation per kind (CollectorPlugin::addOperation): the prototype's
 // categories are the packet keys that the kind accepts (none listed: any
 // key), its directions say whether the kind can read and write, and its
-// requirements are copied into every operation made from it. The platform
+// requirements are copied into every operation made from it. Its packet, when
+// it has one, lists for a key the values the kind knows, as a comma list
+// ("SOURCE" = "CPUIDLE,CPUFREQ"), so that the host can tell a value outside
+// them (a mistake in the configuration) from a source this machine lacks;
+// operations made from it start without a packet. The platform
 // configuration parser makes the operations of the messages from these
 // prototypes and keeps the collectors in a registry by operation string,
 // through which dispatchRead and dispatchWrite reach the collector.

@@ -8,7 +8,8 @@
 // least that number it also creates them and stores them in out[0..n-1].
 // The host owns the plug-ins it received and deletes them (virtual
 // destructor) before it unloads the module. A module whose entry point is
-// missing, or that answers a negative count, is skipped with a warning.
+// missing, or that answers a negative count or one above 1024, is skipped
+// with a warning.
 //
 // Modules define the entry point with VANTRY_PLUGIN_ENTRY:
 //

@@ -41,6 +41,15 @@ ReadingCollector::ReadingCollector(const std::string& name, const std::string& k
     }
     // Readings only: nothing here writes to a source.
     m_prototype->setDirections(true, false);
+    // The SOURCEs this kind knows, for the host: a SOURCE outside them is a
+    // mistake in the configuration, not a source this machine lacks.
+    std::string known;
+    for (const std::string& source : m_sources) {
+        known += (known.empty() ? "" : ",") + source;
+    }
+    if (!known.empty()) {
+        m_prototype->createPacket().set("SOURCE", known);
+    }
     addOperation(m_prototype.get());
 }
 

@@ -31,7 +31,8 @@ class ReadingCollector : public CollectorPlugin {
   public:
     // name: the plug-in's name; kind: the operation string it serves. The
     // prototype accepts the packet keys in categories; sources are the
-    // SOURCEs the kind knows.
+    // SOURCEs the kind knows, which the prototype's packet lists under
+    // "SOURCE" for the host's configuration check.
     ReadingCollector(const std::string& name, const std::string& kind,
                      const std::vector<std::string>& categories,
                      const std::vector<std::string>& sources);

@@ -256,11 +256,19 @@ TEST_F(FileCollectorTest, OperationsWithoutAKnownSourceAreRefused) {
                            "ERROR: Unknown SOURCE GPU for the FILE collector!\n",
                            "ERROR: FILE collector asked to read without an operation!\n"}));
     EXPECT_TRUE(collector.getPendingRecords().empty());
-    // The prototype announces the kind and its packet keys.
+    // The prototype announces the kind, its packet keys and the SOURCEs it
+    // knows (the host refuses a configuration that names another).
     ASSERT_EQ(collector.getSupportedOperations().size(), 1u);
-    EXPECT_EQ(collector.getSupportedOperations()[0]->getOperation(), "FILE");
-    EXPECT_TRUE(collector.getSupportedOperations()[0]->acceptsCategory("PATH"));
-    EXPECT_FALSE(collector.getSupportedOperations()[0]->acceptsCategory("MASK"));
+    const pwr::Operation& prototype = *collector.getSupportedOperations()[0];
+    EXPECT_EQ(prototype.getOperation(), "FILE");
+    EXPECT_TRUE(prototype.acceptsCategory("PATH"));
+    EXPECT_FALSE(prototype.acceptsCategory("MASK"));
+    std::string known;
+    ASSERT_NE(prototype.getPacket(), nullptr);
+    EXPECT_TRUE(prototype.getPacket()->get("SOURCE", known));
+    EXPECT_EQ(known, "CPUIDLE,CPUFREQ,THERMAL,ENERGY,INTERRUPTS,DISK,NET,BATTERY");
+    // Operations made from it start with a packet of their own.
+    EXPECT_EQ(pwr::Operation("X_Y_FILE", prototype).getPacket(), nullptr);
 }
 
 // This machine: the idle-state counters of every CPU, read twice, only grow.

@@ -3,8 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
+
+#if !defined(_WIN32)
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
 
 namespace {
 
@@ -120,5 +129,55 @@ TEST(ConfigLineReaderTest, ReadsAnyBytes) {
     EXPECT_EQ(lines[0].text.size(), 300005u);
     EXPECT_EQ(lines[1].text, "A_B\rC_D_E=v");
 }
+
+// Only a regular file within the size limit is read; anything else fails
+// before a read could block or run for ever, and leaves no stale lines.
+TEST(ConfigLineReaderTest, RefusesFoldersAndFilesOverTheLimit) {
+    const std::string folder = "config_line_reader_folder.cfg";
+    std::error_code ec;
+    std::filesystem::create_directory(folder, ec);
+    std::vector<ConfigLine> lines{{1, "stale"}};
+    EXPECT_EQ(pwr::readConfigLines(folder, lines), -1);
+    EXPECT_TRUE(lines.empty());
+    std::filesystem::remove(folder, ec);
+
+    const std::string text = "ALL_A_B_C_D=1\nALL_A_B_C_D=2\n";  // 28 bytes
+    TempFile file("config_line_reader_limit.cfg", text);
+    ASSERT_EQ(pwr::readConfigLines(file.path(), lines, text.size()), 0);
+    EXPECT_EQ(lines.size(), 2u);
+    lines.assign(1, ConfigLine{1, "stale"});
+    EXPECT_EQ(pwr::readConfigLines(file.path(), lines, text.size() - 1), -1);
+    EXPECT_TRUE(lines.empty());
+}
+
+#if !defined(_WIN32)
+TEST(ConfigLineReaderTest, RefusesDevicesAndFifosWithoutReading) {
+    std::vector<ConfigLine> lines{{1, "stale"}};
+    EXPECT_EQ(pwr::readConfigLines("/dev/zero", lines), -1);
+    EXPECT_TRUE(lines.empty());
+
+    // A writer waits on the FIFO, so that a reader that wrongly opens it
+    // gets an empty file and fails the test rather than waiting for ever.
+    // Opening the reading end here lets the writer finish.
+    const std::string fifo = "config_line_reader.fifo";
+    ::unlink(fifo.c_str());
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    std::thread writer([&fifo] {
+        const int fd = ::open(fifo.c_str(), O_WRONLY);
+        if (fd >= 0) {
+            ::close(fd);
+        }
+    });
+    lines.assign(1, ConfigLine{1, "stale"});
+    EXPECT_EQ(pwr::readConfigLines(fifo, lines), -1);
+    EXPECT_TRUE(lines.empty());
+    const int reader = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
+    writer.join();
+    if (reader >= 0) {
+        ::close(reader);
+    }
+    ::unlink(fifo.c_str());
+}
+#endif
 
 }  // namespace

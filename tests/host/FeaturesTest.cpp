@@ -1,12 +1,20 @@
 // Which features -f selects: names and groups, case, hidden and unavailable
-// features, and the lines for words that name nothing.
+// features, and the lines for words that name nothing; and which platform
+// configurations the host refuses before it offers any feature.
 #include "host/Features.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
+
+#include "common/config/VexaConfigFileParser.h"
+#include "common/serialize/SystemMetadata.h"
+#include "tests/config/FakeCollector.h"
+#include "tests/support/LogCapture.h"
 
 namespace vantry {
 namespace {
@@ -126,6 +134,114 @@ TEST_F(FeaturesTest, WordsThatNameNothingGetOneLine) {
               "ERROR: unknown feature \"secrit\"; run vantry --help for the features of this "
               "machine");
 }
+
+struct ConfigCase {
+    const char* name;
+    std::string text;   // the platform configuration
+    std::string error;  // empty: accepted
+};
+
+void PrintTo(const ConfigCase& config, std::ostream* os) {
+    *os << config.name;
+}
+
+// The configuration is parsed as the host parses it, with a collector whose
+// FILE kind knows two SOURCEs and whose FAKE kind declares no values, and
+// the features are built from its capabilities as the host builds them.
+class FeatureConfigTest : public ::testing::TestWithParam<ConfigCase> {
+  protected:
+    FeatureConfigTest() {
+        collector.serve("FILE", {"SOURCE", "PATH"})
+            .createPacket()
+            .set("SOURCE", "CPUIDLE, CPUFREQ");
+        collector.serve("FAKE", {"STEP"});
+    }
+    void TearDown() override {
+        pwr::VexaConfigFileParser::destroy();
+        std::remove(c_file);
+    }
+
+    bool check(const std::string& text, std::string& error) {
+        std::FILE* file = std::fopen(c_file, "wb");
+        EXPECT_NE(file, nullptr);
+        if (file == nullptr) {
+            return false;
+        }
+        std::fwrite(text.data(), 1, text.size(), file);
+        std::fclose(file);
+        pwr::VexaConfigFileParser& parser = *pwr::VexaConfigFileParser::instance();
+        EXPECT_EQ(parser.parse({c_file}, {&collector}, sys), 0);
+        std::vector<const pwr::ConfigCap*> caps;
+        parser.getCapabilitiesFor(caps, "ALL");
+        std::vector<Feature> features;
+        for (const pwr::ConfigCap* cap : caps) {
+            Feature feature;
+            feature.name = cap->getName();
+            feature.prefix = cap->getConfigfilePrefix();
+            features.push_back(feature);
+        }
+        return checkFeatureConfig(features, parser, "ALL", "cfg", error);
+    }
+
+    static constexpr const char* c_file = "features_test_platform.cfg";
+    pwr::test::FakeCollector collector{"collector"};
+    pwr::SystemMetadata sys;
+    pwr::test::LogCapture log;
+};
+
+TEST_P(FeatureConfigTest, RefusesConfigurationsThatLoseFeatures) {
+    std::string error;
+    EXPECT_EQ(check(GetParam().text, error), GetParam().error.empty());
+    EXPECT_EQ(error, GetParam().error);
+}
+
+const std::string c_cstate =
+    "ALL_CSTATE_CAPABILITY_COMMAND-LINE_VALUE=cstate\n"
+    "ALL_CSTATE_RESIDENCY_MSG_READ-WHEN=BEGIN,POLL,END\n"
+    "ALL_CSTATE_RESIDENCY_FILE_SOURCE=CPUIDLE\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    Configurations, FeatureConfigTest,
+    ::testing::Values(
+        // Known SOURCEs (blanks in the list do not matter), and values of a
+        // kind that lists none.
+        ConfigCase{"Valid",
+                   c_cstate + "ALL_FREQ_CAPABILITY_COMMAND-LINE_VALUE=frequency\n"
+                              "ALL_FREQ_CURRENT_MSG_READ-WHEN=POLL\n"
+                              "ALL_FREQ_CURRENT_FILE_SOURCE=CPUFREQ\n"
+                              "ALL_TICKS_CAPABILITY_COMMAND-LINE_VALUE=ticks\n"
+                              "ALL_TICKS_COUNT_MSG_READ-WHEN=POLL\n"
+                              "ALL_TICKS_COUNT_FAKE_STEP=anything\n",
+                   ""},
+        ConfigCase{"Empty", "",
+                   "ERROR: the platform configuration in \"cfg\" declares no feature; a "
+                   "configuration file there may be empty or cut short"},
+        // Cut short before the first message: the capability yields nothing.
+        ConfigCase{"CutShort", "ALL_CSTATE_CAPABILITY_COMMAND-LINE_VALUE=cstate\n",
+                   "ERROR: the platform configuration in \"cfg\" declares no feature; a "
+                   "configuration file there may be empty or cut short"},
+        ConfigCase{"SameNameAnotherCase",
+                   c_cstate + "ALL_IDLE_CAPABILITY_COMMAND-LINE_VALUE=CState\n"
+                              "ALL_IDLE_TIME_MSG_READ-WHEN=POLL\n"
+                              "ALL_IDLE_TIME_FILE_SOURCE=CPUIDLE\n",
+                   "ERROR: the platform configuration in \"cfg\" names two features \"cstate\" "
+                   "and \"CState\" (prefixes CSTATE and IDLE); -f ignores case, so each feature "
+                   "needs a name of its own"},
+        ConfigCase{"SameName",
+                   c_cstate + "ALL_IDLE_CAPABILITY_COMMAND-LINE_VALUE=cstate\n"
+                              "ALL_IDLE_TIME_MSG_READ-WHEN=POLL\n"
+                              "ALL_IDLE_TIME_FILE_SOURCE=CPUIDLE\n",
+                   "ERROR: the platform configuration in \"cfg\" names two features \"cstate\" "
+                   "(prefixes CSTATE and IDLE); -f ignores case, so each feature needs a name of "
+                   "its own"},
+        ConfigCase{"MisspeltSource",
+                   c_cstate + "ALL_FREQ_CAPABILITY_COMMAND-LINE_VALUE=frequency\n"
+                              "ALL_FREQ_CURRENT_MSG_READ-WHEN=POLL\n"
+                              "ALL_FREQ_CURRENT_FILE_SOURCE=CPUFRQ\n",
+                   "ERROR: the platform configuration in \"cfg\" gives message FREQ_CURRENT "
+                   "(feature \"frequency\") the SOURCE CPUFRQ, which the FILE collector does "
+                   "not know; it knows CPUIDLE, CPUFREQ"}),
+    [](const ::testing::TestParamInfo<ConfigCase>& info) { return info.param.name; });
 
 }  // namespace
 }  // namespace vantry

@@ -15,6 +15,7 @@
 //   count of messages it saw to "<prefix>.list". Both write under a
 //   temporary name and rename in cleanup().
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -55,11 +56,18 @@ class FakeCollector : public CollectorPlugin {
         if (option.compare(0, key.size(), key) == 0) {
             std::ifstream in(option.substr(key.size()) + "/step");
             in >> m_rootStep;
+            // A tree may ask for a crash at a given tick, to stand for a
+            // host that dies in the middle of a collection.
+            std::ifstream crash(option.substr(key.size()) + "/crash-at-tick");
+            crash >> m_crashAtTick;
         }
     }
     bool canCollectMessage(const pwr::InputMsg* msg) override { return msg->getName() != "NEVER"; }
     int continuousCollectionTick() override {
         ++m_ticks;
+        if (m_crashAtTick != 0 && m_ticks >= m_crashAtTick) {
+            std::_Exit(70);  // no clean-up at all, as in a crash
+        }
         return 0;
     }
     using CollectorPlugin::doImmediateRead;
@@ -99,6 +107,7 @@ class FakeCollector : public CollectorPlugin {
     uint64_t m_produced = 0;
     long m_rootStep = 0;
     long m_ticks = 0;
+    long m_crashAtTick = 0;
 };
 
 class FakeMetric : public MetricPlugin {

@@ -96,6 +96,25 @@ if(NOT r1_rc EQUAL 0 OR NOT r1_err STREQUAL "" OR NOT old_report STREQUAL old_go
   message(FATAL_ERROR "-i release1: status ${r1_rc}, ${r1_err}\n${old_report}")
 endif()
 
+# A host that dies in the middle of a collection leaves it under its
+# unfinished name, which -i reads back.
+file(COPY ${DATA_DIR}/tree/ DESTINATION ${WORK_DIR}/crashtree)
+file(WRITE ${WORK_DIR}/crashtree/crash-at-tick "3")
+run_vantry(crash ${VANTRY} --source-root crashtree --simulate -f ticks -t 5 -n 250 -o crashed)
+file(GLOB unfinished RELATIVE ${WORK_DIR} ${WORK_DIR}/crashed.vtr.*.partial)
+list(LENGTH unfinished unfinished_count)
+if(crash_rc EQUAL 0 OR NOT unfinished_count EQUAL 1 OR EXISTS ${WORK_DIR}/crashed.vtr)
+  message(FATAL_ERROR "crash: status ${crash_rc}, unfinished files: ${unfinished}")
+endif()
+run_vantry(rec ${VANTRY} -i ${unfinished} -r list)
+if(NOT rec_rc EQUAL 0 OR NOT rec_err STREQUAL
+   "WARNING: ${unfinished}: recovered 0.5 s of a collection that did not finish\n")
+  message(FATAL_ERROR "-i ${unfinished}: status ${rec_rc}:\n${rec_err}")
+endif()
+if(NOT EXISTS ${WORK_DIR}/crashed.list)
+  message(FATAL_ERROR "-i ${unfinished} wrote no report")
+endif()
+
 # 3. --no-post-processing leaves the result file only.
 run_vantry(n ${VANTRY} --simulate -f fakegroup -t 0.5 -o raw --no-post-processing)
 if(NOT n_rc EQUAL 0 OR NOT EXISTS ${WORK_DIR}/raw.vtr OR EXISTS ${WORK_DIR}/raw.txt)
