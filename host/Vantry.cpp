@@ -112,6 +112,19 @@ std::string formatTable(const std::vector<std::pair<std::string, std::string>>& 
     return text;
 }
 
+// What the exit status says, for --help and --help-json.
+std::vector<std::pair<std::string, std::string>> exitStatusRows() {
+    return {
+        {"0", "the collection and every requested report were written (also after Ctrl-C)"},
+        {"1",
+         "something failed while running, named in one line with the file and the system's "
+         "reason: missing plug-ins or configuration, an unreadable collection, a file that "
+         "cannot be written (the collection so far is kept), another vantry on the same output"},
+        {"2", "the command line cannot be followed: an unknown option, feature or format, a "
+              "missing or bad value, -l naming an input or an output"},
+    };
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -639,6 +652,11 @@ int Vantry::showHelp_i(bool json) {
         }
         doc["available features"] = features;
         doc["feature groups"] = groupList;
+        nlohmann::json statuses = nlohmann::json::array();
+        for (const auto& row : exitStatusRows()) {
+            statuses.push_back({{"status", std::stoi(row.first)}, {"meaning", row.second}});
+        }
+        doc["exit statuses"] = statuses;
         out_i(doc.dump(4) + "\n");
         return 0;
     }
@@ -686,6 +704,7 @@ int Vantry::showHelp_i(bool json) {
     if (!groupRows.empty()) {
         text += "\nFeature Groups:\n" + formatTable(groupRows, width);
     }
+    text += "\nExit Status:\n" + formatTable(exitStatusRows(), width);
     out_i(text);
     return 0;
 }

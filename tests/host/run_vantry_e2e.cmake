@@ -139,7 +139,8 @@ if(NOT h_rc EQUAL 0)
 endif()
 foreach(expected "General Options" "--print-fms" "Individual Features (on this machine):"
                  "    ticks  Counts fake ticks at every poll" "Feature Groups:"
-                 "    all        ticks" "    fakegroup  ticks" "Valid args: sum, list")
+                 "    all        ticks" "    fakegroup  ticks" "Valid args: sum, list"
+                 "Exit Status:\n    0  the collection and every requested report were written")
   string(FIND "${h_out}" "${expected}" at)
   if(at EQUAL -1)
     message(FATAL_ERROR "--help lacks \"${expected}\":\n${h_out}")
