@@ -115,6 +115,16 @@ if(NOT EXISTS ${WORK_DIR}/crashed.list)
   message(FATAL_ERROR "-i ${unfinished} wrote no report")
 endif()
 
+# Records that belong to no feature of the file (a damaged feature list) are
+# named, not dropped in silence.
+execute_process(COMMAND ${EMULATOR} ${RESULT_WRITER} nofeatures nofeatures.vtr
+                WORKING_DIRECTORY ${WORK_DIR} RESULT_VARIABLE nf_write)
+run_vantry(nf ${VANTRY} -i nofeatures -r list)
+if(NOT nf_write EQUAL 0 OR NOT nf_rc EQUAL 0 OR NOT nf_err STREQUAL
+   "WARNING: 3 sample records belong to no feature of the collection and were left out\n")
+  message(FATAL_ERROR "-i nofeatures: ${nf_write}, status ${nf_rc}:\n${nf_err}")
+endif()
+
 # 3. --no-post-processing leaves the result file only.
 run_vantry(n ${VANTRY} --simulate -f fakegroup -t 0.5 -o raw --no-post-processing)
 if(NOT n_rc EQUAL 0 OR NOT EXISTS ${WORK_DIR}/raw.vtr OR EXISTS ${WORK_DIR}/raw.txt)
