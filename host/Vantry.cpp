@@ -739,6 +739,9 @@ int Vantry::collect_i(std::string& resultPath) {
     if (!checkWriters_i(m_system, nullptr, &m_reportSuffixes)) {
         return 2;
     }
+    if (m_options.noPostProcessing) {
+        m_reportSuffixes.clear();  // no report is written, so none is checked
+    }
     // The output configuration is needed only for the reports, but a broken
     // one must not cost a whole collection: it is read now, and again with
     // the collection's own system record when the reports are made.
