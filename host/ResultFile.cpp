@@ -106,23 +106,26 @@ void endAt(pwr::SystemMetadata& sys, uint64_t lastTimestamp) {
     }
 }
 
-// Walks the driver records of a SAMPLES body: they must fill it exactly and
-// number count. Sets the latest timestamp seen.
-bool checkRecords(const uint8_t* data, size_t size, uint64_t count) {
+// Walks driver records (each a u32 length, then at least its u64 timestamp):
+// they must fill size bytes exactly. Counts them and finds the latest
+// timestamp.
+bool walkRecords(const uint8_t* data, size_t size, uint64_t& count, uint64_t& latest) {
     size_t at = 0;
-    uint64_t seen = 0;
+    count = 0;
+    latest = 0;
     while (at < size) {
-        if (size - at < 4) {
+        if (size - at < 12) {
             return false;
         }
         const uint32_t length = readU32(data + at);
         if (length < 8 || length > size - at - 4) {
             return false;
         }
+        latest = std::max(latest, readU64(data + at + 4));
         at += 4 + static_cast<size_t>(length);
-        ++seen;
+        ++count;
     }
-    return seen == count;
+    return true;
 }
 
 bool writeStrings(pwr::Serializer& ser, const std::vector<std::string>& strings) {
@@ -408,21 +411,8 @@ std::vector<char> encodeResultHead(
 
 bool encodeSamplesFrame(const uint8_t* bytes, size_t size, std::vector<char>& frame) {
     uint64_t latest = 0;
-    uint32_t count = 0;
-    size_t at = 0;
-    while (at < size) {
-        if (size - at < 12) {
-            return false;
-        }
-        const uint32_t length = readU32(bytes + at);
-        if (length < 8 || length > size - at - 4) {
-            return false;
-        }
-        latest = std::max(latest, readU64(bytes + at + 4));
-        at += 4 + static_cast<size_t>(length);
-        ++count;
-    }
-    if (size > c_maxFrameBytes - c_samplesPrefix) {
+    uint64_t count = 0;
+    if (!walkRecords(bytes, size, count, latest) || size > c_maxFrameBytes - c_samplesPrefix) {
         return false;
     }
     frame.clear();
@@ -430,7 +420,7 @@ bool encodeSamplesFrame(const uint8_t* bytes, size_t size, std::vector<char>& fr
     frame.push_back(static_cast<char>(c_kindSamples));
     putU32(frame, static_cast<uint32_t>(c_samplesPrefix + size));
     putU64(frame, latest);
-    putU32(frame, count);
+    putU32(frame, static_cast<uint32_t>(count));
     frame.insert(frame.end(), reinterpret_cast<const char*>(bytes),
                  reinterpret_cast<const char*>(bytes) + size);
     putU32(frame, crcUpdate(0, reinterpret_cast<const uint8_t*>(frame.data()), frame.size()));
@@ -628,9 +618,11 @@ bool ResultFileReader::scanFrames_i(ResultHead& head, std::string& error) {
             break;
         }
         if (kind == c_kindSamples) {
+            uint64_t count = 0;
+            uint64_t newest = 0;
             if (length < c_samplesPrefix ||
-                !checkRecords(body + c_samplesPrefix, length - c_samplesPrefix,
-                              readU32(body + 8))) {
+                !walkRecords(body + c_samplesPrefix, length - c_samplesPrefix, count, newest) ||
+                count != readU32(body + 8)) {
                 problem = "the file is damaged at byte " + std::to_string(offset);
                 break;
             }
@@ -700,23 +692,11 @@ bool ResultFileReader::scanRecords_i(ResultHead& head, std::string& error) {
     std::string problem;
     vexa_driver_msg msg;
     while (offset < size) {
-        uint8_t lengthBytes[4];
-        if (size - offset < 4 || !m_source->read(offset, lengthBytes, 4)) {
-            problem = "the file is cut at byte " + std::to_string(offset);
-            break;
-        }
-        const uint32_t length = readU32(lengthBytes);
-        if (length > size - offset - 4 || length > c_maxFrameBytes) {
-            problem = "the file is cut at byte " + std::to_string(offset);
-            break;
-        }
-        m_bytes.resize(4 + static_cast<size_t>(length));
-        std::memcpy(m_bytes.data(), lengthBytes, 4);
-        size_t at = 0;
-        if (!m_source->read(offset + 4, m_bytes.data() + 4, length) ||
-            !pwr::readDriverMessage(m_bytes.data(), m_bytes.size(), at, msg) ||
-            at != m_bytes.size()) {
-            problem = "the file is damaged at byte " + std::to_string(offset);
+        bool cut = false;
+        if (!readRecordV1_i(offset, size, msg, cut)) {
+            problem =
+                std::string(cut ? "the file is cut at byte " : "the file is damaged at byte ") +
+                std::to_string(offset);
             break;
         }
         latest = std::max(latest, msg.timestamp);
@@ -745,6 +725,26 @@ bool ResultFileReader::scanRecords_i(ResultHead& head, std::string& error) {
     return true;
 }
 
+bool ResultFileReader::readRecordV1_i(uint64_t offset, uint64_t end, vexa_driver_msg& msg,
+                                      bool& cut) {
+    uint8_t lengthBytes[4];
+    cut = true;
+    if (offset > end || end - offset < 4 || !m_source->read(offset, lengthBytes, 4)) {
+        return false;
+    }
+    // Checked against what is left before anything is allocated.
+    const uint32_t length = readU32(lengthBytes);
+    if (length > end - offset - 4 || length > c_maxFrameBytes) {
+        return false;
+    }
+    cut = false;
+    m_bytes.resize(4 + static_cast<size_t>(length));
+    std::memcpy(m_bytes.data(), lengthBytes, 4);
+    size_t at = 0;
+    return m_source->read(offset + 4, m_bytes.data() + 4, length) &&
+           pwr::readDriverMessage(m_bytes.data(), m_bytes.size(), at, msg) && at == m_bytes.size();
+}
+
 bool ResultFileReader::next(vexa_driver_msg& msg, std::string& error) {
     error.clear();
     if (!m_source) {
@@ -754,22 +754,8 @@ bool ResultFileReader::next(vexa_driver_msg& msg, std::string& error) {
         if (m_offset >= m_end) {
             return false;
         }
-        uint8_t lengthBytes[4];
-        if (!m_source->read(m_offset, lengthBytes, 4)) {
-            error = "damaged sample record at byte " + std::to_string(m_offset);
-            return false;
-        }
-        const uint32_t length = readU32(lengthBytes);
-        if (length > m_end - m_offset - 4) {
-            error = "damaged sample record at byte " + std::to_string(m_offset);
-            return false;
-        }
-        m_bytes.resize(4 + static_cast<size_t>(length));
-        std::memcpy(m_bytes.data(), lengthBytes, 4);
-        size_t at = 0;
-        if (!m_source->read(m_offset + 4, m_bytes.data() + 4, length) ||
-            !pwr::readDriverMessage(m_bytes.data(), m_bytes.size(), at, msg) ||
-            at != m_bytes.size()) {
+        bool cut = false;
+        if (!readRecordV1_i(m_offset, m_end, msg, cut)) {
             error = "damaged sample record at byte " + std::to_string(m_offset);
             return false;
         }

@@ -169,6 +169,9 @@ class ResultFileReader {
     bool scanFrames_i(ResultHead& head, std::string& error);
     bool scanRecords_i(ResultHead& head, std::string& error);
     bool loadFrame_i(uint64_t offset, uint8_t& kind, std::string& error);
+    // Format 1: the record at offset into msg (its bytes in m_bytes); cut
+    // tells a record that runs past end from a damaged one.
+    bool readRecordV1_i(uint64_t offset, uint64_t end, vexa_driver_msg& msg, bool& cut);
 
     std::unique_ptr<Source> m_source;
     uint32_t m_version = 0;

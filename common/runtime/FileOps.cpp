@@ -1,5 +1,6 @@
 #include "common/runtime/FileOps.h"
 
+#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -24,6 +25,18 @@ std::string hex16(uint64_t value) {
         value >>= 4;
     }
     return text;
+}
+
+// A number that differs between calls and processes, for unique names: the
+// process's seed mixed with a counter (a 64-bit finaliser), unpredictable
+// from outside.
+uint64_t uniqueNumber() {
+    static std::atomic<uint64_t> counter{0};
+    static const uint64_t seed = fileops::uniqueSeed();
+    uint64_t x = seed + 0x9E3779B97F4A7C15ull * (counter.fetch_add(1) + 1);
+    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ull;
+    x = (x ^ (x >> 27)) * 0x94D049BB133111EBull;
+    return x ^ (x >> 31);
 }
 
 std::string absoluteName(const std::string& path) {
@@ -86,7 +99,7 @@ bool checkFolderWritable(const std::string& folder, std::string& error) {
             return false;
         }
     }
-    const std::string probe = folder + "/.vantry-probe-" + hex16(fileops::uniqueNumber());
+    const std::string probe = folder + "/.vantry-probe-" + hex16(uniqueNumber());
     const intptr_t handle = fileops::createExclusive(probe, reason);
     if (handle == -1) {
         error = folder + ": " + reason;
@@ -189,7 +202,7 @@ bool NewFile::create(const std::string& finalPath, const std::string& suffix, st
     m_buffer.clear();
     std::string reason;
     for (int attempt = 0; attempt < c_nameAttempts; ++attempt) {
-        m_temp = finalPath + "." + hex16(fileops::uniqueNumber()) + suffix;
+        m_temp = finalPath + "." + hex16(uniqueNumber()) + suffix;
         m_handle = fileops::createExclusive(m_temp, reason);
         if (m_handle != c_invalid) {
             m_buffer.reserve(c_bufferSize);

@@ -34,8 +34,8 @@ std::FILE* openWriteNoFollow(const std::string& path, std::string& reason);
 intptr_t lockFile(const std::string& path, bool& busy, std::string& reason);
 void unlockFile(intptr_t handle, const std::string& path);
 std::string systemError();
-// A number that differs between calls and processes, for unique names.
-uint64_t uniqueNumber();
+// A number that differs between processes (randomness, time, process id).
+uint64_t uniqueSeed();
 
 }  // namespace fileops
 }  // namespace pwr

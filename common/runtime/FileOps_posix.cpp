@@ -7,7 +7,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -34,21 +33,12 @@ std::string systemError() {
     return reasonFor(errno);
 }
 
-uint64_t uniqueNumber() {
-    static std::atomic<uint64_t> counter{0};
-    static const uint64_t seed = [] {
-        std::random_device device;
-        const uint64_t high = static_cast<uint64_t>(device()) << 32;
-        return high ^ device() ^
-               static_cast<uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count()) ^
-               (static_cast<uint64_t>(getpid()) << 16);
-    }();
-    // A 64-bit mix of the seed and a counter: distinct within a process,
-    // unpredictable across them.
-    uint64_t x = seed + 0x9E3779B97F4A7C15ull * (counter.fetch_add(1) + 1);
-    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ull;
-    x = (x ^ (x >> 27)) * 0x94D049BB133111EBull;
-    return x ^ (x >> 31);
+uint64_t uniqueSeed() {
+    std::random_device device;
+    const uint64_t high = static_cast<uint64_t>(device()) << 32;
+    return high ^ device() ^
+           static_cast<uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count()) ^
+           (static_cast<uint64_t>(getpid()) << 16);
 }
 
 intptr_t createExclusive(const std::string& path, std::string& reason) {

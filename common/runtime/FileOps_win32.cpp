@@ -7,7 +7,6 @@
 #include <fcntl.h>
 #include <io.h>
 
-#include <atomic>
 #include <chrono>
 #include <random>
 
@@ -60,20 +59,13 @@ std::string systemError() {
     return textOf(GetLastError());
 }
 
-uint64_t uniqueNumber() {
-    static std::atomic<uint64_t> counter{0};
-    static const uint64_t seed = [] {
-        std::random_device device;
-        LARGE_INTEGER now;
-        QueryPerformanceCounter(&now);
-        const uint64_t high = static_cast<uint64_t>(device()) << 32;
-        return high ^ device() ^ static_cast<uint64_t>(now.QuadPart) ^
-               (static_cast<uint64_t>(GetCurrentProcessId()) << 16);
-    }();
-    uint64_t x = seed + 0x9E3779B97F4A7C15ull * (counter.fetch_add(1) + 1);
-    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ull;
-    x = (x ^ (x >> 27)) * 0x94D049BB133111EBull;
-    return x ^ (x >> 31);
+uint64_t uniqueSeed() {
+    std::random_device device;
+    LARGE_INTEGER now;
+    QueryPerformanceCounter(&now);
+    const uint64_t high = static_cast<uint64_t>(device()) << 32;
+    return high ^ device() ^ static_cast<uint64_t>(now.QuadPart) ^
+           (static_cast<uint64_t>(GetCurrentProcessId()) << 16);
 }
 
 intptr_t createExclusive(const std::string& path, std::string& reason) {

@@ -114,6 +114,18 @@ class ResultFileTest : public pwr::test::RegistryTest {
         return seen;
     }
 
+    static bool readAll(const std::string& path, ResultHead& head,
+                        std::vector<vexa_driver_msg>& seen, std::string& error) {
+        seen.clear();
+        return readResultFile(
+            path, head,
+            [&](const vexa_driver_msg& m) {
+                seen.push_back(m);
+                return true;
+            },
+            error);
+    }
+
     static bool sameSample(const vexa_driver_msg& a, const vexa_driver_msg& b) {
         return a.timestamp == b.timestamp && a.msgName == b.msgName && a.opName == b.opName &&
                a.values == b.values;
@@ -188,14 +200,7 @@ TEST_F(ResultFileTest, WriterStreamsAndRenamesOnlyWhenFinished) {
         // finish, while the old file keeps its name.
         ResultHead during;
         std::vector<vexa_driver_msg> seen;
-        ASSERT_TRUE(readResultFile(
-            partial, during,
-            [&](const vexa_driver_msg& m) {
-                seen.push_back(m);
-                return true;
-            },
-            error))
-            << error;
+        ASSERT_TRUE(readAll(partial, during, seen, error)) << error;
         EXPECT_FALSE(during.complete);
         EXPECT_EQ(seen.size(), 2u);
         EXPECT_EQ(during.recoveryNote, "recovered 2.0 s of a collection that did not finish");
@@ -215,14 +220,7 @@ TEST_F(ResultFileTest, WriterStreamsAndRenamesOnlyWhenFinished) {
     ResultHead head;
     std::vector<vexa_driver_msg> seen;
     std::string error;
-    ASSERT_TRUE(readResultFile(
-        path, head,
-        [&](const vexa_driver_msg& m) {
-            seen.push_back(m);
-            return true;
-        },
-        error))
-        << error;
+    ASSERT_TRUE(readAll(path, head, seen, error)) << error;
     EXPECT_TRUE(head.complete);
     EXPECT_EQ(head.recoveryNote, "");
     EXPECT_EQ(head.formatVersion, 2u);
@@ -389,14 +387,7 @@ TEST_F(ResultFileTest, FirstFormatFilesStillRead) {
     ResultHead head;
     std::vector<vexa_driver_msg> seen;
     std::string error;
-    ASSERT_TRUE(readResultFile(
-        path, head,
-        [&](const vexa_driver_msg& m) {
-            seen.push_back(m);
-            return true;
-        },
-        error))
-        << error;
+    ASSERT_TRUE(readAll(path, head, seen, error)) << error;
     EXPECT_EQ(head.formatVersion, 1u);
     EXPECT_TRUE(head.complete) << head.recoveryNote;
     EXPECT_EQ(seen.size(), 8u);
