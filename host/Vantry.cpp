@@ -120,8 +120,9 @@ std::vector<std::pair<std::string, std::string>> exitStatusRows() {
          "something failed while running, named in one line with the file and the system's "
          "reason: missing plug-ins or configuration, an unreadable collection, a file that "
          "cannot be written (the collection so far is kept), another vantry on the same output"},
-        {"2", "the command line cannot be followed: an unknown option, feature or format, a "
-              "missing or bad value, -l naming an input or an output"},
+        {"2",
+         "the command line cannot be followed: an unknown option, feature or format, a "
+         "missing or bad value, -l naming an input or an output"},
     };
 }
 

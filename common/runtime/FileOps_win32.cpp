@@ -16,6 +16,24 @@ namespace fileops {
 namespace {
 
 std::string textOf(DWORD code) {
+    // The common failures in the C runtime's words (what fopen and strerror
+    // said in earlier releases, and what POSIX says), so that a message reads
+    // the same on both platforms; the rest in the system's own words.
+    switch (code) {
+        case ERROR_FILE_NOT_FOUND:
+        case ERROR_PATH_NOT_FOUND:
+            return "No such file or directory";
+        case ERROR_ACCESS_DENIED:
+            return "Permission denied";
+        case ERROR_DISK_FULL:
+        case ERROR_HANDLE_DISK_FULL:
+            return "No space left on device";
+        case ERROR_FILE_EXISTS:
+        case ERROR_ALREADY_EXISTS:
+            return "File exists";
+        default:
+            break;
+    }
     char* text = nullptr;
     const DWORD length = FormatMessageA(
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
