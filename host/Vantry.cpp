@@ -998,6 +998,10 @@ int Vantry::collect_i(std::string& resultPath) {
                                    : 0.0;
         char when[32];
         std::snprintf(when, sizeof when, "%.1f", seconds);
+        if (pwr::fileKind(kept) != pwr::FileKind::REGULAR) {
+            return fail_i(1,
+                          "ERROR: " + writeError + "; the collection stopped after " + when + " s");
+        }
         return fail_i(1, "ERROR: " + writeError + "; the collection stopped after " + when +
                              " s and what was written is kept (vantry -i " + kept + " reads it)");
     }

@@ -82,6 +82,13 @@ bool syncHandle(intptr_t handle, std::string& reason) {
         reason = reasonFor(errno);
         return false;
     }
+    // Writes to a file whose name (or folder) was removed still succeed, into
+    // a file nobody can find again: that is a failure too.
+    struct stat st;
+    if (::fstat(static_cast<int>(handle), &st) == 0 && st.st_nlink == 0) {
+        reason = "the file was removed (or its folder)";
+        return false;
+    }
     return true;
 }
 

@@ -147,6 +147,21 @@ rc=$?
 [ -e smallreport.txt ] && fail "file-size limit while reporting: a cut report got its name"
 ls smallreport.txt.*.tmp >/dev/null 2>&1 && fail "file-size limit while reporting: temporary left"
 
+# The output folder removed during the collection: noticed at the next sync
+# (within a second), not at the planned end.
+mkdir gone
+"$vantry" --source-root tree -f ticks -n 100 -t 30 -o gone/run >gone.out 2>gone.err &
+pid=$!
+sleep 1.5
+rm -rf gone
+start=$(date +%s)
+wait "$pid"
+rc=$?
+took=$(($(date +%s) - start))
+grep -Eq "^ERROR: cannot write gone/run\.vtr\.[0-9a-f]{16}\.partial: the file was removed \(or its folder\); the collection stopped after [0-9.]+ s$" gone.err &&
+    [ "$rc" -eq 1 ] && [ "$took" -le 5 ] ||
+    fail "folder removed while collecting: status $rc after $took s: $(cat gone.err)"
+
 # --- 4. Two hosts on one output ----------------------------------------------
 timeout 60 "$vantry" --source-root tree -f ticks -n 100 -t 3 -o shared -r list \
     >first.out 2>first.err &
