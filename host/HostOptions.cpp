@@ -86,6 +86,20 @@ const OptionName c_options[] = {
     {nullptr, "--simulate", Takes::NOTHING},
 };
 
+// The options that only make sense while collecting.
+bool isCollectionOption(const OptionName& option) {
+    static const char* const names[] = {
+        "--feature",           "--time",          "--interval",   "--startdelay",
+        "--program",           "--program-delay", "--max-detail", "--auto-connected-standby",
+        "--no-post-processing"};
+    for (const char* name : names) {
+        if (std::string(option.longName) == name) {
+            return true;
+        }
+    }
+    return false;
+}
+
 const OptionName* findOption(const std::string& word) {
     for (const OptionName& option : c_options) {
         if ((option.shortName != nullptr && word == option.shortName) || word == option.longName) {
@@ -209,6 +223,16 @@ bool parseHostOptions(const std::vector<std::string>& args, HostOptions& out, st
             word = word.substr(0, equals);
             hasInline = true;
         }
+        // Short options take their value attached too ("-t5",
+        // "-finterrupts"), as getopt tools allow.
+        if (!hasInline && word.size() > 2 && word[0] == '-' && word[1] != '-') {
+            const OptionName* attached = findOption(word.substr(0, 2));
+            if (attached != nullptr && attached->takes != Takes::NOTHING) {
+                inlineValue = word.substr(2);
+                word = word.substr(0, 2);
+                hasInline = true;
+            }
+        }
         const OptionName* option = findOption(word);
         if (option == nullptr) {
             error = word.empty() || word[0] != '-' ? "ERROR: unexpected argument \"" + word +
@@ -216,6 +240,11 @@ bool parseHostOptions(const std::vector<std::string>& args, HostOptions& out, st
                                                    : "ERROR: unknown option \"" + word +
                                                          "\"; run vantry --help for the options";
             return false;
+        }
+        if (isCollectionOption(*option) &&
+            std::find(result.collectionOptions.begin(), result.collectionOptions.end(), word) ==
+                result.collectionOptions.end()) {
+            result.collectionOptions.push_back(word);
         }
         if (option->takes == Takes::NOTHING) {
             if (hasInline) {
@@ -250,6 +279,28 @@ bool parseHostOptions(const std::vector<std::string>& args, HostOptions& out, st
     }
     if (result.results.empty()) {
         error = "ERROR: option -r needs at least one output format";
+        return false;
+    }
+    if (!result.input.empty() && !result.collectionOptions.empty()) {
+        error = "ERROR: option " + result.collectionOptions.front() +
+                " does not apply to -i, which reads a collection already made; leave it out";
+        return false;
+    }
+    // The output is a stem: "run" and "run.vtr" name the same collection.
+    const std::string extension = ".vtr";
+    if (result.output.size() > extension.size() &&
+        result.output.compare(result.output.size() - extension.size(), extension.size(),
+                              extension) == 0) {
+        result.output.resize(result.output.size() - extension.size());
+    }
+    const char last = result.output.empty() ? '/' : result.output.back();
+    if (last == '/' || last == '\\') {
+        error = "ERROR: option -o takes a name for the files, not the folder \"" + result.output +
+                "\"; give one in it, such as " + result.output + "VantryOutput";
+        return false;
+    }
+    if (result.output == extension) {
+        error = "ERROR: option -o takes a name for the files, not \"" + extension + "\"";
         return false;
     }
     out = std::move(result);

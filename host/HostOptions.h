@@ -7,9 +7,12 @@
 // probe read a recorded tree below dir) and --simulate (a clock that advances
 // by exactly one interval per poll, without sleeping).
 //
-// Values may follow their option as the next word or, for long names, after
-// "=" ("--time=5"). -f and -r take comma lists and may be repeated. -p takes
-// every later word as the program and its arguments.
+// Values may follow their option as the next word, attached to a short name
+// ("-t5") or, for long names, after "=" ("--time=5"). "-o run.vtr" is the
+// same as "-o run"; a folder without a name is refused. Options that only
+// apply to a collection are refused beside -i. -f and -r take comma lists
+// and may be repeated. -p takes every later word as the program and its
+// arguments.
 //
 // --polling is accepted and changes nothing: this host always collects at
 // timed intervals. -z is accepted with a warning at collection time, as
@@ -51,6 +54,10 @@ struct HostOptions {
 
     std::string sourceRoot;
     bool simulate = false;
+
+    // The options given that only apply to a collection (-f, -t, -n, -s,
+    // -p, ...), each once as the user spelled it: refused beside -i.
+    std::vector<std::string> collectionOptions;
 
     // The words as given, for the collection's record.
     std::vector<std::string> words;

@@ -1,6 +1,7 @@
 #include "host/Vantry.h"
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
@@ -230,6 +231,11 @@ int Vantry::run(const std::vector<std::string>& args) {
     if (!parseHostOptions(args, m_options, error)) {
         return fail_i(2, error);
     }
+    if (pwr::fileKind(m_options.output) == pwr::FileKind::DIRECTORY) {
+        return fail_i(2, "ERROR: option -o takes a name for the files, not the folder \"" +
+                             m_options.output + "\"; give one in it, such as " + m_options.output +
+                             "/VantryOutput");
+    }
     // The log file of -l opens once it is known not to be an input or an
     // output; what is said before waits for it.
     if (!m_options.logFile.empty()) {
@@ -260,8 +266,13 @@ int Vantry::run(const std::vector<std::string>& args) {
     if (m_options.printFms) {
         pwr::ProbeSources sources = pwr::defaultProbeSources();
         pwr::probeCpuid(m_system, sources.cpuid);
-        out_i(std::to_string(m_system.fms.family) + "." + std::to_string(m_system.fms.model) + "." +
-              std::to_string(m_system.fms.stepping) + "\n");
+        // The form of the hardware header's "CPU ID (family.model.stepping)".
+        char fms[48];
+        std::snprintf(fms, sizeof fms, "0x%x.0x%x.0x%x\n",
+                      static_cast<unsigned>(m_system.fms.family),
+                      static_cast<unsigned>(m_system.fms.model),
+                      static_cast<unsigned>(m_system.fms.stepping));
+        out_i(fms);
         return 0;
     }
     installInterruptHandler();
@@ -570,6 +581,18 @@ std::vector<std::string> Vantry::resultFormats_i() const {
 
 bool Vantry::checkWriters_i(const pwr::SystemMetadata& sys, std::vector<WriterPlugin*>* out,
                             std::vector<std::string>* suffixes) {
+    // Formats are named without regard to case ("-r SUM"), as features are.
+    for (std::string& name : m_options.results) {
+        for (const std::string& format : resultFormats_i()) {
+            if (format.size() == name.size() &&
+                std::equal(format.begin(), format.end(), name.begin(), [](char a, char b) {
+                    return std::tolower(static_cast<unsigned char>(a)) ==
+                           std::tolower(static_cast<unsigned char>(b));
+                })) {
+                name = format;
+            }
+        }
+    }
     for (const std::string& name : m_options.results) {
         WriterPlugin* found = nullptr;
         for (WriterPlugin* writer : m_plugins.writers()) {
@@ -629,16 +652,25 @@ int Vantry::showHelp_i(bool json) {
     };
     if (json) {
         nlohmann::json doc = nlohmann::json::parse(usage.formatJson(-1));
+        // "features": every feature offered here, with the sub-options the
+        // library knows for it (none for most).
+        std::map<std::string, nlohmann::json> subOptions;
         if (doc.contains("features") && doc["features"].is_array()) {
-            nlohmann::json kept = nlohmann::json::array();
             for (const auto& feature : doc["features"]) {
                 if (feature.contains("name") && feature["name"].is_string() &&
-                    isListed(feature["name"].get<std::string>())) {
-                    kept.push_back(feature);
+                    feature.contains("options")) {
+                    subOptions[feature["name"].get<std::string>()] = feature["options"];
                 }
             }
-            doc["features"] = kept;
         }
+        nlohmann::json offered = nlohmann::json::array();
+        for (const auto& row : featureRows) {
+            auto found = subOptions.find(row.first);
+            offered.push_back(
+                {{"name", row.first},
+                 {"options", found != subOptions.end() ? found->second : nlohmann::json::array()}});
+        }
+        doc["features"] = offered;
         nlohmann::json features = nlohmann::json::array();
         for (const Feature& feature : m_features) {
             if (feature.available() && !feature.hidden) {

@@ -162,5 +162,49 @@ TEST(HostOptionsTest, ProgressLineShowsElapsedPlannedAndCounts) {
               "elapsed 1:02:03 of 2:00:00 | samples 0 | dropped 0");
 }
 
+TEST(HostOptionsTest, ShortOptionsTakeTheirValueAttached) {
+    const HostOptions options =
+        parsed({"-t5", "-finterrupts,disk-io", "-n250", "-orun", "-rcsv", "-s0.5", "-ptrue"});
+    EXPECT_EQ(options.durationSec, 5.0);
+    EXPECT_EQ(options.features, (std::vector<std::string>{"interrupts", "disk-io"}));
+    EXPECT_EQ(options.intervalMs, 250u);
+    EXPECT_EQ(options.output, "run");
+    EXPECT_EQ(options.results, (std::vector<std::string>{"csv"}));
+    EXPECT_EQ(options.startDelaySec, 0.5);
+    EXPECT_EQ(options.program, (std::vector<std::string>{"true"}));
+    // A flag takes nothing attached, and an unknown short option stays one.
+    EXPECT_EQ(refusal({"-mx"}), "ERROR: unknown option \"-mx\"; run vantry --help for the options");
+    EXPECT_EQ(refusal({"-t5x"}), "ERROR: option -t takes a time in seconds, not \"5x\"");
+}
+
+TEST(HostOptionsTest, OutputIsAStemWithOrWithoutItsExtension) {
+    EXPECT_EQ(parsed({"-o", "run.vtr"}).output, "run");
+    EXPECT_EQ(parsed({"-o", "dir/run"}).output, "dir/run");
+    EXPECT_EQ(parsed({"-o", "run.vtr.vtr"}).output, "run.vtr");
+    EXPECT_EQ(refusal({"-o", "od/"}),
+              "ERROR: option -o takes a name for the files, not the folder \"od/\"; give one in "
+              "it, such as od/VantryOutput");
+    EXPECT_EQ(refusal({"-o", ".vtr"}), "ERROR: option -o takes a name for the files, not \".vtr\"");
+}
+
+TEST(HostOptionsTest, CollectionOptionsAreRefusedBesideInput) {
+    EXPECT_EQ(refusal({"-i", "run", "-t", "5"}),
+              "ERROR: option -t does not apply to -i, which reads a collection already made; "
+              "leave it out");
+    EXPECT_EQ(refusal({"-f", "cstate", "-i", "run"}),
+              "ERROR: option -f does not apply to -i, which reads a collection already made; "
+              "leave it out");
+    EXPECT_EQ(refusal({"-i", "run", "--no-post-processing"}),
+              "ERROR: option --no-post-processing does not apply to -i, which reads a collection "
+              "already made; leave it out");
+    EXPECT_EQ(refusal({"-i", "run", "-p", "make"}),
+              "ERROR: option -p does not apply to -i, which reads a collection already made; "
+              "leave it out");
+    // Report options are what -i is for.
+    const HostOptions options = parsed({"-i", "run", "-o", "again", "-r", "csv,json", "-l", "x"});
+    EXPECT_EQ(options.input, "run");
+    EXPECT_TRUE(options.collectionOptions.empty());
+}
+
 }  // namespace
 }  // namespace vantry

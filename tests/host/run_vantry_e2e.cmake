@@ -82,7 +82,7 @@ file(READ ${WORK_DIR}/out.txt again)
 if(NOT first STREQUAL again)
   message(FATAL_ERROR "-i out gave another report:\n${again}")
 endif()
-run_vantry(j ${VANTRY} -i out.vtr -o copy -r list)
+run_vantry(j ${VANTRY} -i out.vtr -o copy.vtr -r LIST)
 if(NOT j_rc EQUAL 0 OR NOT EXISTS ${WORK_DIR}/copy.list OR EXISTS ${WORK_DIR}/copy.txt)
   message(FATAL_ERROR "-i out.vtr -o copy -r list: status ${j_rc}, ${j_err}")
 endif()
@@ -164,6 +164,10 @@ foreach(absent "secret" "orphan" "lonely")
 endforeach()
 run_vantry(hj ${VANTRY} --help-json)
 string(JSON first_feature ERROR_VARIABLE json_error GET "${hj_out}" "available features" 0 name)
+string(JSON listed_feature ERROR_VARIABLE json_error3 GET "${hj_out}" "features" 0 name)
+if(NOT listed_feature STREQUAL "ticks")
+  message(FATAL_ERROR "--help-json: \"features\" does not list ticks: ${json_error3}\n${hj_out}")
+endif()
 string(JSON group_count ERROR_VARIABLE json_error2 LENGTH "${hj_out}" "feature groups")
 if(NOT hj_rc EQUAL 0 OR NOT first_feature STREQUAL "ticks" OR NOT group_count EQUAL 2)
   message(FATAL_ERROR "--help-json: ${hj_rc} ${json_error} ${json_error2}\n${hj_out}")
@@ -175,7 +179,7 @@ if(NOT v_rc EQUAL 0 OR NOT at EQUAL 75 OR NOT v_out MATCHES "\\[N/A\\]\nBuild Re
   message(FATAL_ERROR "-v printed (${v_rc}):\n${v_out}")
 endif()
 run_vantry(fms ${VANTRY} --print-fms)
-if(NOT fms_rc EQUAL 0 OR NOT fms_out MATCHES "^[0-9]+\\.[0-9]+\\.[0-9]+\n$")
+if(NOT fms_rc EQUAL 0 OR NOT fms_out MATCHES "^0x[0-9a-f]+\\.0x[0-9a-f]+\\.0x[0-9a-f]+\n$")
   message(FATAL_ERROR "--print-fms printed (${fms_rc}):\n${fms_out}")
 endif()
 
@@ -203,6 +207,13 @@ expect_failure("unknown format" 2
 expect_failure("no feature" 2
                "ERROR: no feature selected; give -f <feature> (-f all for every feature), and run vantry --help for the features of this machine"
                -t 1)
+file(MAKE_DIRECTORY ${WORK_DIR}/od)
+expect_failure("output folder" 2
+               "ERROR: option -o takes a name for the files, not the folder \"od\"; give one in it, such as od/VantryOutput"
+               --simulate -f ticks -t 1 -o od)
+expect_failure("collection option with -i" 2
+               "ERROR: option -t does not apply to -i, which reads a collection already made; leave it out"
+               -i out -t 5)
 expect_failure("missing input" 1
                "ERROR: cannot read the collection \"missing.vtr\": No such file or directory"
                -i missing)
