@@ -81,6 +81,7 @@ const OptionName c_options[] = {
     {"-t", "--time", Takes::VALUE},
     {"-z", "--auto-connected-standby", Takes::NOTHING},
     {nullptr, "--program-delay", Takes::VALUE},
+    {nullptr, "--keep-program", Takes::NOTHING},
     {nullptr, "--polling", Takes::NOTHING},
     {nullptr, "--source-root", Takes::VALUE},
     {nullptr, "--simulate", Takes::NOTHING},
@@ -88,10 +89,16 @@ const OptionName c_options[] = {
 
 // The options that only make sense while collecting.
 bool isCollectionOption(const OptionName& option) {
-    static const char* const names[] = {
-        "--feature",           "--time",          "--interval",   "--startdelay",
-        "--program",           "--program-delay", "--max-detail", "--auto-connected-standby",
-        "--no-post-processing"};
+    static const char* const names[] = {"--feature",
+                                        "--time",
+                                        "--interval",
+                                        "--startdelay",
+                                        "--program",
+                                        "--program-delay",
+                                        "--max-detail",
+                                        "--auto-connected-standby",
+                                        "--no-post-processing",
+                                        "--keep-program"};
     for (const char* name : names) {
         if (std::string(option.longName) == name) {
             return true;
@@ -177,6 +184,8 @@ void applyFlag(const OptionName& option, HostOptions& out) {
         out.polling = true;
     } else if (name == "--simulate") {
         out.simulate = true;
+    } else if (name == "--keep-program") {
+        out.keepProgram = true;
     }
 }
 

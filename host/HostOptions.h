@@ -51,6 +51,8 @@ struct HostOptions {
     bool autoConnectedStandby = false;
     bool polling = false;
     std::vector<std::string> program;
+    // Leave the program running when the collection ends first.
+    bool keepProgram = false;
 
     std::string sourceRoot;
     bool simulate = false;

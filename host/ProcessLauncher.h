@@ -3,8 +3,9 @@
 //
 // The program is found the way the platform's shell would find it (PATH
 // search) and gets the remaining words of the command line as its arguments.
-// The launcher does not stop the program: when the collection ends first,
-// the program keeps running, as the user started it to do its own work.
+// It runs in a process group of its own (POSIX; a new process group on
+// Windows), so that Ctrl-C in the console reaches vantry, which ends the
+// collection, and stop() reaches the program and everything it started.
 //
 // One launcher per program; not thread-safe.
 #pragma once
@@ -28,8 +29,15 @@ class ProcessLauncher {
     bool start(const std::vector<std::string>& words, std::string& error);
     // Whether the started program is still running. False before start.
     bool isRunning();
-    // The program's exit status once it ended; -1 before.
+    // The program's exit status once it ended; -1 before. A program ended
+    // by a signal has 128 plus the signal's number, as shells report it.
     int exitCode() const { return m_exitCode; }
+    // The program's process id (0 before start).
+    long processId() const;
+    // Stops a running program: a polite request first (SIGTERM to its group;
+    // Ctrl-Break on Windows), then, after graceMs, a forced end (SIGKILL;
+    // TerminateProcess). forced tells which ended it. True once it ended.
+    bool stop(unsigned graceMs, bool& forced);
 
   private:
     struct Impl;

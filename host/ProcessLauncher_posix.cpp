@@ -1,7 +1,10 @@
 #include "host/ProcessLauncher.h"
 
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstring>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/types.h>
@@ -52,6 +55,7 @@ bool ProcessLauncher::start(const std::vector<std::string>& words, std::string& 
     }
     if (pid == 0) {
         close(report[0]);
+        setpgid(0, 0);
         execvp(argv[0], argv.data());
         const int code = errno;
         ssize_t ignored = write(report[1], &code, sizeof code);
@@ -59,6 +63,8 @@ bool ProcessLauncher::start(const std::vector<std::string>& words, std::string& 
         _exit(127);
     }
     close(report[1]);
+    // Also from the parent, so that the group exists whichever runs first.
+    setpgid(pid, pid);
     int code = 0;
     ssize_t got;
     do {
@@ -73,6 +79,31 @@ bool ProcessLauncher::start(const std::vector<std::string>& words, std::string& 
     m_impl->pid = pid;
     m_impl->running = true;
     return true;
+}
+
+long ProcessLauncher::processId() const {
+    return m_impl->pid > 0 ? static_cast<long>(m_impl->pid) : 0;
+}
+
+bool ProcessLauncher::stop(unsigned graceMs, bool& forced) {
+    forced = false;
+    if (!isRunning()) {
+        return true;
+    }
+    kill(-m_impl->pid, SIGTERM);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(graceMs);
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (!isRunning()) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    forced = true;
+    kill(-m_impl->pid, SIGKILL);
+    for (int i = 0; i < 500 && isRunning(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return !isRunning();
 }
 
 bool ProcessLauncher::isRunning() {

@@ -53,6 +53,7 @@ std::string lastErrorText() {
 
 struct ProcessLauncher::Impl {
     HANDLE process = nullptr;
+    DWORD id = 0;
 };
 
 ProcessLauncher::ProcessLauncher() : m_impl(new Impl), m_exitCode(-1) {}
@@ -78,14 +79,39 @@ bool ProcessLauncher::start(const std::vector<std::string>& words, std::string& 
     STARTUPINFOA startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION info{};
-    if (!CreateProcessA(nullptr, &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &info)) {
+    // A process group of its own: Ctrl-C in the console goes to vantry, and
+    // Ctrl-Break can be sent to the program alone.
+    if (!CreateProcessA(nullptr, &commandLine[0], nullptr, nullptr, FALSE, CREATE_NEW_PROCESS_GROUP,
+                        nullptr, nullptr, &startup, &info)) {
         error = lastErrorText();
         return false;
     }
     CloseHandle(info.hThread);
     m_impl->process = info.hProcess;
+    m_impl->id = info.dwProcessId;
     return true;
+}
+
+long ProcessLauncher::processId() const {
+    return static_cast<long>(m_impl->id);
+}
+
+bool ProcessLauncher::stop(unsigned graceMs, bool& forced) {
+    forced = false;
+    if (!isRunning()) {
+        return true;
+    }
+    // Console programs take Ctrl-Break as the request to end; others only
+    // end by force.
+    if (GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, m_impl->id) &&
+        WaitForSingleObject(m_impl->process, graceMs) == WAIT_OBJECT_0) {
+        isRunning();
+        return true;
+    }
+    forced = true;
+    TerminateProcess(m_impl->process, 1);
+    WaitForSingleObject(m_impl->process, 5000);
+    return !isRunning();
 }
 
 bool ProcessLauncher::isRunning() {

@@ -428,13 +428,28 @@ bool encodeSamplesFrame(const uint8_t* bytes, size_t size, std::vector<char>& fr
 }
 
 std::vector<char> encodeEndFrame(const pwr::SystemMetadata& system, uint64_t sampleFrames,
-                                 uint64_t sampleRecords) {
+                                 uint64_t sampleRecords,
+                                 const std::vector<std::pair<std::string, std::string>>& options) {
     pwr::Serializer ser;
     system.serialize(ser);
-    std::vector<char> body = ser.get_buffer();
-    putU64(body, sampleFrames);
-    putU64(body, sampleRecords);
-    return encodeFrame(c_kindEnd, body);
+    ser.write(sampleFrames);
+    ser.write(sampleRecords);
+    std::vector<const std::pair<std::string, std::string>*> kept;
+    for (const auto& option : options) {
+        if (!option.first.empty() && !option.second.empty() &&
+            option.first.size() <= std::numeric_limits<uint16_t>::max() &&
+            option.second.size() <= std::numeric_limits<uint16_t>::max()) {
+            kept.push_back(&option);
+        }
+    }
+    if (!kept.empty()) {
+        ser.write(static_cast<uint16_t>(std::min<size_t>(kept.size(), 0xFFFF)));
+        for (size_t i = 0; i < kept.size() && i < 0xFFFF; ++i) {
+            ser.write(kept[i]->first);
+            ser.write(kept[i]->second);
+        }
+    }
+    return encodeFrame(c_kindEnd, ser.get_buffer());
 }
 
 bool parseResultBuffer(const uint8_t* data, size_t size, ResultHead& head,
@@ -643,10 +658,23 @@ bool ResultFileReader::scanFrames_i(ResultHead& head, std::string& error) {
             }
             uint64_t endFrames = 0;
             uint64_t endRecords = 0;
-            uint8_t extra = 0;
             auto* final = dynamic_cast<pwr::SystemMetadata*>(record.get());
-            if (final == nullptr || ser.read(endFrames) == 0 || ser.read(endRecords) == 0 ||
-                ser.read(extra) != 0) {
+            // The option list is optional: an END frame may stop after its
+            // counts.
+            std::vector<std::pair<std::string, std::string>> endOptions;
+            uint16_t optionCount = 0;
+            bool optionsOk = true;
+            const bool countsOk =
+                final != nullptr && ser.read(endFrames) != 0 && ser.read(endRecords) != 0;
+            if (countsOk && ser.read(optionCount) != 0) {
+                for (uint16_t i = 0; i < optionCount && optionsOk; ++i) {
+                    std::pair<std::string, std::string> option;
+                    optionsOk = ser.read(option.first) != 0 && ser.read(option.second) != 0;
+                    endOptions.push_back(std::move(option));
+                }
+            }
+            uint8_t extra = 0;
+            if (!countsOk || !optionsOk || ser.read(extra) != 0) {
                 problem = "the end of the collection is damaged, at byte " + std::to_string(offset);
                 break;
             }
@@ -657,6 +685,9 @@ bool ResultFileReader::scanFrames_i(ResultHead& head, std::string& error) {
             }
             head.metadata[0] = std::move(record);
             sys = head.system();
+            for (auto& option : endOptions) {
+                head.options.push_back(std::move(option));
+            }
             ended = true;
             offset += m_frame.size();
             continue;
@@ -857,8 +888,10 @@ bool ResultFileWriter::appendSamples(const uint8_t* data, size_t size, std::stri
     return true;
 }
 
-bool ResultFileWriter::finish(const pwr::SystemMetadata& system, std::string& error) {
-    const std::vector<char> end = encodeEndFrame(system, m_frames, m_records);
+bool ResultFileWriter::finish(const pwr::SystemMetadata& system,
+                              const std::vector<std::pair<std::string, std::string>>& endOptions,
+                              std::string& error) {
+    const std::vector<char> end = encodeEndFrame(system, m_frames, m_records, endOptions);
     if (!m_file.write(end.data(), end.size(), error) || !m_file.commit(error)) {
         return false;
     }

@@ -23,7 +23,9 @@
 //   kind 3, END (last, once): the final system record (stop instants and
 //             sample counts) as one framed metadata record, then u64 SAMPLES
 //             frame count and u64 sample record count of the whole file, so
-//             that a file cut at a frame boundary is known to be cut.
+//             that a file cut at a frame boundary is known to be cut; then
+//             u16 option count and the options known only at the end (the
+//             -p program's exit status), which readers add to the head's.
 //   Kinds 4 and up are reserved for later sample encodings; a format that
 //   uses them has a higher version.
 //
@@ -128,8 +130,9 @@ std::vector<char> encodeResultHead(const std::vector<const pwr::Metadata*>& meta
 // bytes are not whole records.
 bool encodeSamplesFrame(const uint8_t* bytes, size_t size, std::vector<char>& frame);
 // The END frame.
-std::vector<char> encodeEndFrame(const pwr::SystemMetadata& system, uint64_t sampleFrames,
-                                 uint64_t sampleRecords);
+std::vector<char> encodeEndFrame(
+    const pwr::SystemMetadata& system, uint64_t sampleFrames, uint64_t sampleRecords,
+    const std::vector<std::pair<std::string, std::string>>& options = {});
 
 // Reads a result file held in memory: the head into head and each sample
 // through visit (may be empty). False, with a one-line reason in error, when
@@ -205,8 +208,14 @@ class ResultFileWriter {
     // is a second old.
     bool appendSamples(const uint8_t* data, size_t size, std::string& error);
     uint64_t sampleRecords() const { return m_records; }
-    // Writes the END frame, syncs the file and renames it to its name.
-    bool finish(const pwr::SystemMetadata& system, std::string& error);
+    // Writes the END frame (with the options known only at the end), syncs
+    // the file and renames it to its name.
+    bool finish(const pwr::SystemMetadata& system,
+                const std::vector<std::pair<std::string, std::string>>& endOptions,
+                std::string& error);
+    bool finish(const pwr::SystemMetadata& system, std::string& error) {
+        return finish(system, {}, error);
+    }
     // Stops writing and keeps what was written under the unfinished name,
     // which -i reads.
     void keep();

@@ -55,6 +55,8 @@ const uint64_t c_simulatedFirstTick = 1000000000ull;
 // A configuration file larger than this is not one (the shipped ones are a
 // few kilobytes).
 const uint64_t c_maxConfigBytes = 16u * 1024u * 1024u;
+// How long a -p program may take to end after the polite request.
+const unsigned c_programGraceMs = 3000;
 // The progress line is redrawn at most this often.
 const uint64_t c_progressEveryMs = 250;
 
@@ -631,6 +633,15 @@ int Vantry::showHelp_i(bool json) {
         result->setValidArgs(resultFormats_i());
     }
     auto& groups = usage.getOptionGroups();
+    for (auto& group : groups) {
+        if (group.title == "Collection Options" && !group.options.empty()) {
+            group.options.emplace_back(
+                "--keep-program",
+                "Leave the program of -p running when the collection ends before it (its process "
+                "id is printed); by default it is stopped",
+                group.options.front().getTabLevel());
+        }
+    }
     if (!groups.empty()) {
         groups[0].options.emplace_back("--help-json", "Display the usage text as JSON, for tools",
                                        groups[0].options.front().getTabLevel());
@@ -861,6 +872,7 @@ int Vantry::collect_i(std::string& resultPath) {
     // Program first (after its delay), then the start delay, then the
     // collection: the program is running before the first reading.
     ProcessLauncher program;
+    std::string programStatus;
     auto wait = [&](double seconds) {
         if (m_simClock != nullptr) {
             m_simClock->advanceMs(secondsToMs(seconds));
@@ -893,9 +905,18 @@ int Vantry::collect_i(std::string& resultPath) {
     const bool showProgress = m_simClock == nullptr && isStdoutTerminal();
     const int64_t plannedMs =
         m_options.durationSec < 0 ? -1 : static_cast<int64_t>(secondsToMs(m_options.durationSec));
+    // The line says how the collection will end.
+    std::string until;
+    if (plannedMs >= 0) {
+        char seconds[48];
+        std::snprintf(seconds, sizeof seconds, " for %g s", m_options.durationSec);
+        until = seconds;
+    } else {
+        until = haveProgram ? " until the program ends or Ctrl-C" : " until Ctrl-C";
+    }
     out_i("Collecting " + std::to_string(selected.size()) + " feature" +
           (selected.size() == 1 ? "" : "s") + " every " + std::to_string(m_options.intervalMs) +
-          " ms" + (plannedMs < 0 ? std::string(" until Ctrl-C") : std::string()) + "\n");
+          " ms" + until + "\n");
 
     if (m_simClock != nullptr) {
         m_system.startTimeval =
@@ -1001,6 +1022,25 @@ int Vantry::collect_i(std::string& resultPath) {
     if (interruptRequested()) {
         out_i("Collection stopped by the user; keeping what was collected\n");
     }
+    if (haveProgram) {
+        // The program belongs to the collection: it is stopped with it
+        // unless the user asked to keep it, and its end is told.
+        const std::string name = "\"" + m_options.program[0] + "\"";
+        if (program.isRunning() && m_options.keepProgram) {
+            out_i("The program " + name + " keeps running (process id " +
+                  std::to_string(program.processId()) + ")\n");
+            programStatus = "running";
+        } else if (program.isRunning()) {
+            bool forced = false;
+            program.stop(c_programGraceMs, forced);
+            programStatus = std::to_string(program.exitCode());
+            out_i("The program " + name + " was " + (forced ? "killed" : "stopped") +
+                  " at the end of the collection (exit status " + programStatus + ")\n");
+        } else {
+            programStatus = std::to_string(program.exitCode());
+            out_i("The program " + name + " ended with exit status " + programStatus + "\n");
+        }
+    }
     if (m_simClock != nullptr) {
         // A real collection reads its END messages just after the last poll;
         // one tick keeps them apart in a simulated one too.
@@ -1038,7 +1078,11 @@ int Vantry::collect_i(std::string& resultPath) {
                              " s and what was written is kept (vantry -i " + kept + " reads it)");
     }
 
-    if (!file.finish(m_system, error)) {
+    std::vector<std::pair<std::string, std::string>> endOptions;
+    if (!programStatus.empty()) {
+        endOptions.emplace_back("program-exit-status", programStatus);
+    }
+    if (!file.finish(m_system, endOptions, error)) {
         file.keep();
         return fail_i(1, "ERROR: " + error + "; the collection is kept in " + file.partialPath() +
                              " (vantry -i " + file.partialPath() + " reads it)");

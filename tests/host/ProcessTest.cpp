@@ -31,6 +31,30 @@ TEST(ProcessLauncherTest, RunsTheProgramWithItsArgumentsAndSeesItEnd) {
     EXPECT_EQ(launcher.exitCode(), 3);
 }
 
+#if !defined(_WIN32)
+TEST(ProcessLauncherTest, StopAsksPolitelyThenForces) {
+    ProcessLauncher polite;
+    std::string error;
+    bool forced = true;
+    ASSERT_TRUE(polite.start({"sleep", "60"}, error)) << error;
+    EXPECT_GT(polite.processId(), 0);
+    EXPECT_TRUE(polite.stop(5000, forced));
+    EXPECT_FALSE(forced);
+    EXPECT_EQ(polite.exitCode(), 128 + SIGTERM);
+    // A program that ignores the request, and a child it started in its
+    // group: both end.
+    ProcessLauncher stubborn;
+    ASSERT_TRUE(stubborn.start({"sh", "-c", "trap '' TERM; sleep 60 & wait"}, error)) << error;
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_TRUE(stubborn.stop(300, forced));
+    EXPECT_TRUE(forced);
+    EXPECT_EQ(stubborn.exitCode(), 128 + SIGKILL);
+    // Stopping a program that already ended changes nothing.
+    EXPECT_TRUE(stubborn.stop(300, forced));
+    EXPECT_FALSE(forced);
+}
+#endif
+
 TEST(ProcessLauncherTest, RefusesWhatCannotBeStarted) {
     ProcessLauncher launcher;
     std::string error;

@@ -95,7 +95,7 @@ class ResultFileTest : public pwr::test::RegistryTest {
         pwr::SystemMetadata final = system;
         final.stopTsc = system.startTsc + 3000;
         final.producedSamples = 7;
-        const std::vector<char> end = encodeEndFrame(final, 2, 3);
+        const std::vector<char> end = encodeEndFrame(final, 2, 3, endOptions);
         bytes.insert(bytes.end(), end.begin(), end.end());
         mark();
         return std::vector<uint8_t>(bytes.begin(), bytes.end());
@@ -135,6 +135,8 @@ class ResultFileTest : public pwr::test::RegistryTest {
     std::vector<std::unique_ptr<pwr::Metadata>> records;
     std::vector<FeatureRecord> features;
     std::vector<std::pair<std::string, std::string>> options;
+    // Known only when the collection ends.
+    std::vector<std::pair<std::string, std::string>> endOptions{{"program-exit-status", "3"}};
     std::vector<vexa_driver_msg> samples;
 };
 
@@ -209,7 +211,7 @@ TEST_F(ResultFileTest, WriterStreamsAndRenamesOnlyWhenFinished) {
             std::ifstream in(path, std::ios::binary);
             EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "an older collection");
         }
-        ASSERT_TRUE(writer.finish(final, error)) << error;
+        ASSERT_TRUE(writer.finish(final, endOptions, error)) << error;
         EXPECT_EQ(writer.sampleRecords(), 3u);
     }
     EXPECT_FALSE(std::ifstream(partial).good());
@@ -231,7 +233,10 @@ TEST_F(ResultFileTest, WriterStreamsAndRenamesOnlyWhenFinished) {
     ASSERT_EQ(head.metadata.size(), 4u);
     EXPECT_NE(dynamic_cast<pwr::MsgMetadata*>(head.metadata[1].get()), nullptr);
     EXPECT_EQ(head.features[0].messages, features[0].messages);
-    EXPECT_EQ(head.options, options);
+    // The options of the end follow those of the head.
+    std::vector<std::pair<std::string, std::string>> allOptions = options;
+    allOptions.insert(allOptions.end(), endOptions.begin(), endOptions.end());
+    EXPECT_EQ(head.options, allOptions);
     ASSERT_EQ(seen.size(), samples.size());
     for (size_t i = 0; i < seen.size(); ++i) {
         EXPECT_TRUE(sameSample(seen[i], samples[i])) << "sample " << i;
