@@ -8,6 +8,11 @@
 
 namespace vantry::features {
 
+namespace {
+// Idle time up to this share of the interval is reading jitter.
+const double c_idleTolerance = 1.05;
+}  // namespace
+
 CStatePlugin::CStatePlugin()
     : FeaturePlugin({"CStatePlugin",
                      "cstate",
@@ -23,6 +28,7 @@ CStatePlugin::~CStatePlugin() = default;
 void CStatePlugin::createMetrics_i(const pwr::SystemMetadata& sys) {
     m_residency = nullptr;
     m_states.clear();
+    m_overWarned.clear();
     m_residency = addMetric_i("CPU C-State Residency", pwr::MetricType::SampledResidency,
                               "RESIDENCY", sys, pwr::Quantity::time());
     // The active state first, so that it is the first column.
@@ -107,9 +113,18 @@ void CStatePlugin::feedCpu_i(unsigned cpu, uint64_t ts, CpuState& now,
     // The counters are read a little apart from the timestamp, so the idle
     // times can add up to slightly more than the interval: they are then
     // scaled down to fill it, which keeps their proportions and leaves C0
-    // at 0. Otherwise C0 is what the idle states leave over.
+    // at 0. Otherwise C0 is what the idle states leave over. Beyond a few
+    // percent it is no reading jitter (counters of another unit, a clock
+    // that jumped): capped all the same, but said, once per processor.
     const double total = static_cast<double>(duration);
     const double scale = idleSum > total ? total / idleSum : 1.0;
+    if (idleSum > total * c_idleTolerance && m_overWarned.insert(cpu).second) {
+        pwr::pwLog(PW_WARNING,
+                   "WARNING: %s: logical processor %u reported %.1f times the interval as idle "
+                   "time at %llu; its idle states are capped to fill the interval (said once "
+                   "per processor).\n",
+                   getName().c_str(), cpu, idleSum / total, static_cast<unsigned long long>(ts));
+    }
     std::vector<uint64_t> ticks;
     uint64_t used = 0;
     for (const auto& state : idle) {

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -41,6 +42,8 @@ class CStatePlugin : public FeaturePlugin {
     const pwr::DataDescriptor* m_active;
     std::map<std::string, const pwr::DataDescriptor*> m_states;
     std::map<unsigned, CpuState> m_previous;
+    // Processors already warned about idle time beyond their interval.
+    std::set<unsigned> m_overWarned;
 };
 
 }  // namespace vantry::features

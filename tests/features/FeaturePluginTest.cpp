@@ -229,7 +229,32 @@ TEST_F(FeatureFixture, CStateResidenciesFillTheIntervalOfEachProcessor) {
     const RecordedTable& msec = table("CPU C-State Residency (msec)");
     EXPECT_DOUBLE_EQ(cell(msec, "Thread 0/C6 (msec)"), 0.6);
     EXPECT_DOUBLE_EQ(cell(msec, "Thread 2/C1 (msec)"), 0.25);
-    EXPECT_TRUE(cap.loggedExactly({}));
+    // 600 us of idle in 500 us is no reading jitter: said, once.
+    EXPECT_TRUE(cap.loggedExactly(
+        {"WARNING: CStatePlugin: logical processor 2 reported 1.2 times the interval as idle "
+         "time at 3000; its idle states are capped to fill the interval (said once per "
+         "processor).\n"}));
+}
+
+TEST_F(FeatureFixture, IdleBeyondTheIntervalIsCappedAndSaidOncePerProcessor) {
+    vantry::features::CStatePlugin plugin;
+    system.clockFreqMHz = 1.0f;
+    // 1000 ticks between records: 1020 us of idle is jitter, 4000 us is not
+    // (twice, said once), and processor 1 is named on its own.
+    collect(plugin, {record("CSTATE_RESIDENCY", 1000, {{"0/C1", "0"}, {"1/C1", "0"}}),
+                     record("CSTATE_RESIDENCY", 2000, {{"0/C1", "1020"}, {"1/C1", "100"}}),
+                     record("CSTATE_RESIDENCY", 3000, {{"0/C1", "5020"}, {"1/C1", "3100"}}),
+                     record("CSTATE_RESIDENCY", 4000, {{"0/C1", "9020"}, {"1/C1", "3200"}})});
+    EXPECT_TRUE(cap.loggedExactly(
+        {"WARNING: CStatePlugin: logical processor 0 reported 4.0 times the interval as idle "
+         "time at 3000; its idle states are capped to fill the interval (said once per "
+         "processor).\n",
+         "WARNING: CStatePlugin: logical processor 1 reported 3.0 times the interval as idle "
+         "time at 3000; its idle states are capped to fill the interval (said once per "
+         "processor).\n"}));
+    ASSERT_EQ(writer.points.size(), 3u);
+    EXPECT_EQ(residencies(writer.points[1]).at("Thread 0"),
+              (std::map<std::string, uint64_t>{{"C0", 0}, {"C1", 1000}}));
 }
 
 TEST_F(FeatureFixture, FrequencyChangeShowsInMinMaxAvgAndDistribution) {
