@@ -2,10 +2,11 @@
 //
 // The options and their defaults are those of the usage text
 // (pwr::usage::UsageText). Besides them the host takes --help-json (the usage
-// as JSON, for tools) and two options kept out of the usage text because
-// they only serve tests: --source-root <dir> (every plug-in and the system
-// probe read a recorded tree below dir) and --simulate (a clock that advances
-// by exactly one interval per poll, without sleeping).
+// as JSON, for tools), --keep-program, and two options that replay a
+// recorded machine: --source-root <dir> (every plug-in and the system probe
+// read a recorded tree below dir) and --simulate (a clock that advances by
+// exactly one interval per poll, without sleeping). The host adds them to
+// its --help.
 //
 // Values may follow their option as the next word, attached to a short name
 // ("-t5") or, for long names, after "=" ("--time=5"). "-o run.vtr" is the

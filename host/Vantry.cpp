@@ -488,9 +488,15 @@ void Vantry::probeSystem_i() {
     // The probe names every source it could not read; that is for
     // diagnosing the probe, not for every run.
     const PWLogLevel verbosity = m_env->getVerbosity();
+    std::vector<std::string> notes;
+    sources.notes = &notes;
     m_env->setVerbosity(std::min(verbosity, PW_ERROR));
     pwr::probeSystem(m_system, sources);
     m_env->setVerbosity(verbosity);
+    // What the probe had to assume changes the reports: that is said.
+    for (const std::string& note : notes) {
+        pwr::pwLog(PW_WARNING, "WARNING: %s\n", note.c_str());
+    }
     m_system.clockFreqMHz = m_clock->getFrequency();
     m_system.pollingIntervalMsecs = static_cast<uint16_t>(m_options.intervalMs);
     m_system.maxDetail = m_options.maxDetail ? 1 : 0;
@@ -635,6 +641,17 @@ int Vantry::showHelp_i(bool json) {
     auto& groups = usage.getOptionGroups();
     for (auto& group : groups) {
         if (group.title == "Collection Options" && !group.options.empty()) {
+            group.options.emplace_back(
+                "--source-root",
+                "Measure a recorded machine instead of this one: a folder of snapshots 0, 1, 2, "
+                "... of its /sys, /proc and /etc files, one per poll (the last one repeats)",
+                group.options.front().getTabLevel());
+            group.options.back().setArg("<folder>");
+            group.options.emplace_back(
+                "--simulate",
+                "Use a clock that advances exactly one interval per poll without waiting, so "
+                "that a recorded machine replays at once and gives the same report every time",
+                group.options.front().getTabLevel());
             group.options.emplace_back(
                 "--keep-program",
                 "Leave the program of -p running when the collection ends before it (its process "

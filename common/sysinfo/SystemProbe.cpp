@@ -268,6 +268,21 @@ int probeTopology_i(SystemMetadata& system, const ProbeSources& sources) {
                          static_cast<int>(optionalTopologyId_i(topo + "/cluster_id")),
                          static_cast<int>(core)});
     }
+    // No processor tells its place (a recorded tree or a container without
+    // the topology files): rather than a machine without processors, whose
+    // per-processor tables would all be empty, each processor becomes a core
+    // of its own in one package, and the user is told.
+    if (found.empty() && !cpus.empty()) {
+        for (int cpu : cpus) {
+            found.push_back({cpu, 0, -1, -1, cpu});
+        }
+        if (sources.notes != nullptr) {
+            sources.notes->push_back("the processor topology was not found (no cpuN/topology in " +
+                                     dir + "); each of the " + std::to_string(cpus.size()) +
+                                     " logical processors is taken as a core of its own in one "
+                                     "package");
+        }
+    }
     return unread + buildTree_i(std::move(found), sources.cpuid, system);
 }
 

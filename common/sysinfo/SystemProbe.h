@@ -42,6 +42,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "common/runtime/Export.h"
 #include "common/serialize/SystemMetadata.h"
@@ -69,6 +70,10 @@ struct ProbeSources {
     // Use the operating system's own calls where they exist (Windows); false
     // to take everything from root and cpuid alone.
     bool useOsCalls = true;
+    // When set, gets one line (without level word or line feed) for each
+    // thing the probe had to assume rather than read, for the user to see:
+    // "the processor topology was not found ...".
+    std::vector<std::string>* notes = nullptr;
 };
 
 // The running machine's sources.

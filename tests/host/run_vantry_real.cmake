@@ -81,3 +81,29 @@ foreach(file golden.txt golden.csv golden.json)
     message(FATAL_ERROR "-i golden wrote another ${file}")
   endif()
 endforeach()
+
+# A recorded machine without topology files: its processors become cores of
+# one package, said in one line, and no per-processor table goes missing.
+file(COPY ${DATA_DIR}/recorded/ DESTINATION ${WORK_DIR}/flat)
+file(GLOB topology_dirs LIST_DIRECTORIES true
+     ${WORK_DIR}/flat/*/sys/devices/system/cpu/cpu*/topology)
+if(NOT topology_dirs)
+  message(FATAL_ERROR "the recorded tree has no topology folders to remove")
+endif()
+file(REMOVE_RECURSE ${topology_dirs})
+execute_process(COMMAND ${EMULATOR} ${VANTRY} --source-root flat --simulate -f all -t 0.3
+                        -o flatrun -r sum
+                WORKING_DIRECTORY ${WORK_DIR}
+                RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+string(REGEX MATCH "WARNING: the processor topology was not found \\(no cpuN/topology in flat/0/sys/devices/system/cpu\\); each of the ([0-9]+) logical processors is taken as a core of its own in one package\n" note "${err}")
+if(NOT rc EQUAL 0 OR NOT note)
+  message(FATAL_ERROR "no topology files: status ${rc}:\n${err}")
+endif()
+read_report(flat ${WORK_DIR}/flatrun.txt)
+foreach(expected "Total # of logical processors: ${CMAKE_MATCH_1}" "CPU C-State Residency (%)"
+                 "CPU Frequency (MHz)" "Interrupts per Logical Processor")
+  string(FIND "${flat}" "${expected}" at)
+  if(at EQUAL -1)
+    message(FATAL_ERROR "no topology files: the report lacks \"${expected}\":\n${flat}")
+  endif()
+endforeach()
