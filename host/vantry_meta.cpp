@@ -7,7 +7,9 @@
 // system record (into FILE when given), reads it back and prints it like a
 // record of a file, so what is shown is what a result file would carry.
 //
-// FILE holds framed metadata records one after the other (a 32-bit type code,
+// A result file of vantry (".vtr") is recognised by its first bytes: its
+// metadata records, features, options and sample counts are printed.
+// Any other FILE holds framed metadata records one after the other (a 32-bit type code,
 // then the record). For a system record it prints the version header, the
 // collection header, the hardware header and the full text dump; for the
 // other kinds, their fields. Exit status: 0 when every record was read, 1 when
@@ -22,6 +24,7 @@
 #include <exception>
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -38,6 +41,7 @@
 #include "common/serialize/Serializer.h"
 #include "common/serialize/SystemMetadata.h"
 #include "common/sysinfo/SystemProbe.h"
+#include "host/ResultFile.h"
 
 namespace {
 
@@ -177,12 +181,76 @@ int probe(const char* path) {
 }
 
 // Prints every record of path. Returns the exit status.
+// A collection's result file (".vtr"): its records, features, options and
+// how many sample records of each message it holds.
+int printResultFile(const char* path) {
+    pwr::logContext().setVerbosity(PW_WARNING);
+    pwr::UniqueId::initialize();
+    vantry::ResultHead head;
+    vantry::ResultFileReader reader;
+    std::string error;
+    int status = 0;
+    if (!reader.open(path, head, error)) {
+        std::cerr << "vantry-meta: " << path << ": " << error << "\n";
+        status = 1;
+    } else {
+        std::cout << "Result file, format " << head.formatVersion << "\n\n";
+        for (const auto& record : head.metadata) {
+            printRecord(*record);
+        }
+        std::cout << "Features:\n";
+        for (const vantry::FeatureRecord& feature : head.features) {
+            std::cout << "  " << feature.name << " (" << feature.prefix << "):";
+            for (const std::string& message : feature.messages) {
+                std::cout << " " << message;
+            }
+            std::cout << "\n";
+        }
+        std::cout << "Options:\n";
+        printPairs(head.options);
+        // Counted by reading them, so that a damaged record is found too.
+        std::map<std::string, uint64_t> perMessage;
+        uint64_t total = 0;
+        vexa_driver_msg msg;
+        while (reader.next(msg, error)) {
+            ++perMessage[msg.msgName];
+            ++total;
+        }
+        std::cout << "Sample records: " << total << "\n";
+        for (const auto& entry : perMessage) {
+            std::cout << "  " << entry.first << ": " << entry.second << "\n";
+        }
+        if (!error.empty()) {
+            std::cerr << "vantry-meta: " << path << ": " << error << "\n";
+            status = 1;
+        } else if (!head.recoveryNote.empty()) {
+            std::cout << (head.complete ? "Note: " : "Not complete: ") << head.recoveryNote
+                      << "\n";
+        }
+    }
+    pwr::UniqueId::destroy();
+    return status;
+}
+
 int printFile(const char* path, unsigned version) {
     // Only a regular file is read: a folder, a FIFO (whose open would wait
     // for a writer) or a device (/dev/zero never ends) is refused before any
     // read.
     std::vector<char> bytes;
     std::string reason;
+    // A result file is read as a stream of frames, whatever its size.
+    {
+        std::FILE* file = pwr::openRegularFile(path, reason);
+        if (file != nullptr) {
+            char magic[4] = {};
+            const bool result = std::fread(magic, 1, sizeof magic, file) == sizeof magic &&
+                                std::memcmp(magic, "VTRF", sizeof magic) == 0;
+            std::fclose(file);
+            if (result) {
+                return printResultFile(path);
+            }
+        }
+    }
     if (!pwr::readRegularFile(path, c_maxFileBytes, bytes, reason)) {
         std::cerr << "vantry-meta: cannot open " << path << ": " << reason << "\n";
         return 1;

@@ -71,6 +71,20 @@ if(leftovers)
   message(FATAL_ERROR "temporary files left behind: ${leftovers}")
 endif()
 
+# vantry-meta reads the result file: its records, features and samples.
+execute_process(COMMAND ${EMULATOR} ${META} out.vtr WORKING_DIRECTORY ${WORK_DIR}
+                RESULT_VARIABLE meta_rc OUTPUT_VARIABLE meta_out ERROR_VARIABLE meta_err)
+string(REPLACE "\r\n" "\n" meta_out "${meta_out}")
+foreach(expected "Result file, format 2\n\nSystem record\n" "Message record\n"
+                 "Collector record\n" "Features:\n  ticks (FAKE): FAKE_COUNT FAKE_EDGES\n"
+                 "  interval-ms = 250\n"
+                 "Sample records: 8\n  FAKE_COUNT: 6\n  FAKE_EDGES: 2\n")
+  string(FIND "${meta_out}" "${expected}" at)
+  if(NOT meta_rc EQUAL 0 OR at EQUAL -1 OR NOT meta_err STREQUAL "")
+    message(FATAL_ERROR "vantry-meta out.vtr (${meta_rc}) lacks \"${expected}\":\n${meta_out}\n${meta_err}")
+  endif()
+endforeach()
+
 # 2. -i reproduces the report, under the collection's own name and another.
 file(RENAME ${WORK_DIR}/out.txt ${WORK_DIR}/first.txt)
 run_vantry(i ${VANTRY} -i out)
@@ -113,6 +127,12 @@ if(NOT rec_rc EQUAL 0 OR NOT rec_err STREQUAL
 endif()
 if(NOT EXISTS ${WORK_DIR}/crashed.list)
   message(FATAL_ERROR "-i ${unfinished} wrote no report")
+endif()
+execute_process(COMMAND ${EMULATOR} ${META} ${unfinished} WORKING_DIRECTORY ${WORK_DIR}
+                RESULT_VARIABLE meta_rc OUTPUT_VARIABLE meta_out ERROR_VARIABLE meta_err)
+string(FIND "${meta_out}" "Not complete: recovered 0.5 s of a collection that did not finish" at)
+if(NOT meta_rc EQUAL 0 OR at EQUAL -1)
+  message(FATAL_ERROR "vantry-meta ${unfinished} (${meta_rc}):\n${meta_out}\n${meta_err}")
 endif()
 
 # Records that belong to no feature of the file (a damaged feature list) are
