@@ -922,6 +922,14 @@ int Vantry::collect_i(std::string& resultPath) {
     const bool showProgress = m_simClock == nullptr && isStdoutTerminal();
     const int64_t plannedMs =
         m_options.durationSec < 0 ? -1 : static_cast<int64_t>(secondsToMs(m_options.durationSec));
+    if (plannedMs > 0 && static_cast<uint64_t>(plannedMs) < m_options.intervalMs) {
+        char note[160];
+        std::snprintf(note, sizeof note,
+                      "Note: -t %g s is shorter than the interval of %u ms; the collection is one "
+                      "interval of %g s\n",
+                      m_options.durationSec, m_options.intervalMs, m_options.durationSec);
+        out_i(note);
+    }
     // The line says how the collection will end.
     std::string until;
     if (plannedMs >= 0) {
@@ -992,13 +1000,20 @@ int Vantry::collect_i(std::string& resultPath) {
     const uint64_t startMs = steadyMs();
     uint64_t lastProgress = 0;
     size_t progressWidth = 0;
+    // Polls fall every interval strictly before the planned end; the END
+    // readings are taken at the planned end itself, so that the last,
+    // shorter interval has its true length and -t is kept whatever -n is.
+    bool reachedPlan = false;
+    uint64_t simulatedMs = 0;
     for (uint64_t poll = 1;; ++poll) {
         const uint64_t due = poll * m_options.intervalMs;
-        if (plannedMs >= 0 && due > static_cast<uint64_t>(plannedMs)) {
+        if (plannedMs >= 0 && due >= static_cast<uint64_t>(plannedMs)) {
+            reachedPlan = true;
             break;
         }
         if (m_simClock != nullptr) {
             m_simClock->advanceMs(m_options.intervalMs);
+            simulatedMs = due;
         } else {
             const uint64_t now = steadyMs() - startMs;
             if (now < due && !sleepInterruptible(due - now)) {
@@ -1032,6 +1047,40 @@ int Vantry::collect_i(std::string& resultPath) {
             break;
         }
     }
+    if (reachedPlan && !writeFailed) {
+        // The planned end is a reading time of its own.
+        bool onTime = true;
+        if (m_simClock != nullptr) {
+            m_simClock->advanceMs(static_cast<uint64_t>(plannedMs) - simulatedMs);
+        } else {
+            const uint64_t now = steadyMs() - startMs;
+            onTime = now >= static_cast<uint64_t>(plannedMs) ||
+                     sleepInterruptible(static_cast<uint64_t>(plannedMs) - now);
+        }
+        if (onTime && !interruptRequested()) {
+            for (CollectorPlugin* collector : collectors) {
+                collector->continuousCollectionTick();
+            }
+        }
+    } else if (m_simClock != nullptr) {
+        // A real collection reads its END messages just after the last poll;
+        // one tick keeps them apart in a simulated one too.
+        m_simClock->advanceTicks(1);
+    }
+    // The END readings come first: stopping the program may take seconds
+    // that are not part of the collection.
+    runTrigger("END");
+    drain();
+    if (m_simClock != nullptr) {
+        m_system.stopTimeval =
+            c_simulatedEpochNs + m_simClock->getTimestamp() - c_simulatedFirstTick;
+        m_system.stopTsc = m_simClock->getTimestamp();
+        m_system.programStopTimeval = m_system.stopTimeval;
+    } else {
+        pwr::markCollectionStop(m_system);
+        m_system.stopTsc = m_clock->getTimestamp();
+        m_system.programStopTimeval = m_system.stopTimeval;
+    }
     if (showProgress && progressWidth != 0) {
         std::fprintf(stdout, "\r%s\r", std::string(progressWidth, ' ').c_str());
         std::fflush(stdout);
@@ -1057,23 +1106,6 @@ int Vantry::collect_i(std::string& resultPath) {
             programStatus = std::to_string(program.exitCode());
             out_i("The program " + name + " ended with exit status " + programStatus + "\n");
         }
-    }
-    if (m_simClock != nullptr) {
-        // A real collection reads its END messages just after the last poll;
-        // one tick keeps them apart in a simulated one too.
-        m_simClock->advanceTicks(1);
-    }
-    runTrigger("END");
-    drain();
-    if (m_simClock != nullptr) {
-        m_system.stopTimeval =
-            c_simulatedEpochNs + m_simClock->getTimestamp() - c_simulatedFirstTick;
-        m_system.stopTsc = m_simClock->getTimestamp();
-        m_system.programStopTimeval = m_system.stopTimeval;
-    } else {
-        pwr::markCollectionStop(m_system);
-        m_system.stopTsc = m_clock->getTimestamp();
-        m_system.programStopTimeval = m_system.stopTimeval;
     }
     m_system.producedSamples = produced;
     m_system.droppedSamples = dropped;

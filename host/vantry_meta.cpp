@@ -224,8 +224,7 @@ int printResultFile(const char* path) {
             std::cerr << "vantry-meta: " << path << ": " << error << "\n";
             status = 1;
         } else if (!head.recoveryNote.empty()) {
-            std::cout << (head.complete ? "Note: " : "Not complete: ") << head.recoveryNote
-                      << "\n";
+            std::cout << (head.complete ? "Note: " : "Not complete: ") << head.recoveryNote << "\n";
         }
     }
     pwr::UniqueId::destroy();
