@@ -78,7 +78,7 @@ string(REPLACE "\r\n" "\n" meta_out "${meta_out}")
 foreach(expected "Result file, format 2\n\nSystem record\n" "Message record\n"
                  "Collector record\n" "Features:\n  ticks (FAKE): FAKE_COUNT FAKE_EDGES\n"
                  "  interval-ms = 250\n"
-                 "Sample records: 8\n  FAKE_COUNT: 6\n  FAKE_EDGES: 2\n")
+                 "Sample records: 7\n  FAKE_COUNT: 5\n  FAKE_EDGES: 2\n")
   string(FIND "${meta_out}" "${expected}" at)
   if(NOT meta_rc EQUAL 0 OR at EQUAL -1 OR NOT meta_err STREQUAL "")
     message(FATAL_ERROR "vantry-meta out.vtr (${meta_rc}) lacks \"${expected}\":\n${meta_out}\n${meta_err}")
@@ -144,6 +144,28 @@ if(NOT nf_write EQUAL 0 OR NOT nf_rc EQUAL 0 OR NOT nf_err STREQUAL
    "WARNING: 3 sample records belong to no feature of the collection and were left out\n")
   message(FATAL_ERROR "-i nofeatures: ${nf_write}, status ${nf_rc}:\n${nf_err}")
 endif()
+
+# -t is kept whatever -n is: polls every interval before the planned end,
+# the END readings at the end itself, so the last interval is shorter.
+foreach(case "2.5;1000;4;2.5;0" "1;2000;2;1;1" "0.05;100;2;0.05;1")
+  list(GET case 0 t)
+  list(GET case 1 n)
+  list(GET case 2 records)
+  list(GET case 3 seconds)
+  list(GET case 4 shorter)
+  set(note "")
+  if(shorter)
+    set(note "Note: -t ${t} s is shorter than the interval of ${n} ms; the collection is one interval of ${t} s\n")
+  endif()
+  run_vantry(d ${VANTRY} --source-root tree --simulate -f ticks -t ${t} -n ${n} -o duration -r sum)
+  read_text(duration_report ${WORK_DIR}/duration.txt)
+  string(FIND "${duration_report}" "Collection duration (sec):${seconds}\n" at_duration)
+  string(FIND "${duration_report}" "  FAKE_COUNT: ${records} records" at_records)
+  string(FIND "${d_out}" "${note}Collecting 1 feature every ${n} ms for ${t} s\n" at_note)
+  if(NOT d_rc EQUAL 0 OR at_duration EQUAL -1 OR at_records EQUAL -1 OR NOT at_note EQUAL 0)
+    message(FATAL_ERROR "-t ${t} -n ${n}: status ${d_rc}:\n${d_out}\n${d_err}")
+  endif()
+endforeach()
 
 # 3. --no-post-processing leaves the result file only.
 run_vantry(n ${VANTRY} --simulate -f fakegroup -t 0.5 -o raw --no-post-processing)
