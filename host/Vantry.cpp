@@ -638,6 +638,15 @@ int Vantry::showHelp_i(bool json) {
     if (pwr::usage::Option* result = usage.findOption("Post-processing Options", "--result")) {
         result->setValidArgs(resultFormats_i());
     }
+    // What -m changes here, exactly: the shipped configuration already reads
+    // every feature at every poll.
+    if (pwr::usage::Option* detail = usage.findOption("Collection Options", "--max-detail")) {
+        detail->setNotes(
+            "Messages are then read at the times the platform configuration gives for the "
+            "most detail (READ-WHEN-MAX-DETAIL) where it gives any; the shipped configuration "
+            "reads every feature at every poll either way, and the int report (-r int) always "
+            "holds the data of every poll.");
+    }
     auto& groups = usage.getOptionGroups();
     for (auto& group : groups) {
         if (group.title == "Collection Options" && !group.options.empty()) {
