@@ -58,8 +58,26 @@ void CStatePlugin::handleReadings_i(uint64_t ts, const std::vector<Reading>& rea
         entry.timestamp = ts;
         entry.idle.emplace_back(state, reading.counter[0]);
     }
+    m_round = Round();
     for (auto& entry : now) {
         feedCpu_i(entry.first, ts, entry.second, sys);
+    }
+    // The machine's residency over the same interval: the mean of its
+    // processors', when they all cover that interval.
+    if (m_round.cpus != 0 && !m_round.mixed) {
+        uint64_t used = 0;
+        std::vector<uint64_t> mean;
+        for (const auto& state : m_round.idle) {
+            mean.push_back(state.second / m_round.cpus);
+            used += mean.back();
+        }
+        const uint64_t duration = m_round.duration;
+        const pwr::EntityHandle* all = systemRow_i();
+        feed_i(*m_residency, ts, all, m_active, pwr::Data(used < duration ? duration - used : 0),
+               duration);
+        for (size_t i = 0; i < mean.size(); ++i) {
+            feed_i(*m_residency, ts, all, m_round.idle[i].first, pwr::Data(mean[i]), duration);
+        }
     }
 }
 
@@ -136,6 +154,22 @@ void CStatePlugin::feedCpu_i(unsigned cpu, uint64_t ts, CpuState& now,
     feed_i(*m_residency, ts, entity, m_active, pwr::Data(active), duration);
     for (size_t i = 0; i < idle.size(); ++i) {
         feed_i(*m_residency, ts, entity, idle[i].first, pwr::Data(ticks[i]), duration);
+    }
+    if (m_round.cpus != 0 && m_round.duration != duration) {
+        m_round.mixed = true;
+    }
+    m_round.duration = duration;
+    ++m_round.cpus;
+    for (size_t i = 0; i < idle.size(); ++i) {
+        auto it = m_round.idle.begin();
+        while (it != m_round.idle.end() && it->first != idle[i].first) {
+            ++it;
+        }
+        if (it == m_round.idle.end()) {
+            m_round.idle.emplace_back(idle[i].first, ticks[i]);
+        } else {
+            it->second += ticks[i];
+        }
     }
     before = std::move(now);
 }

@@ -42,6 +42,15 @@ class CStatePlugin : public FeaturePlugin {
     const pwr::DataDescriptor* m_active;
     std::map<std::string, const pwr::DataDescriptor*> m_states;
     std::map<unsigned, CpuState> m_previous;
+    // The residencies of this record's processors, summed for the
+    // system-wide row (their mean).
+    struct Round {
+        uint64_t duration = 0;
+        bool mixed = false;
+        unsigned cpus = 0;
+        std::vector<std::pair<const pwr::DataDescriptor*, uint64_t>> idle;
+    };
+    Round m_round;
     // Processors already warned about idle time beyond their interval.
     std::set<unsigned> m_overWarned;
 };

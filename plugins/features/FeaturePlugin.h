@@ -139,6 +139,12 @@ class FeaturePlugin : public MetricPlugin {
     const pwr::EntityHandle* cpuEntity_i(unsigned cpu);
     // The entity of a device, made under the system entity on first use.
     const pwr::EntityHandle* deviceEntity_i(const std::string& name);
+    // The system-wide row "All" of this plug-in's tables: the sum (counts,
+    // bytes) or the mean (frequencies, residencies) of its processors or
+    // devices at each reading. Made on first use, so it follows the rows it
+    // sums up.
+    const pwr::EntityHandle* systemRow_i() { return deviceEntity_i(c_systemRowName); }
+    static constexpr const char* c_systemRowName = "All";
     // The descriptor of a state or direction.
     static const pwr::DataDescriptor* descriptor_i(const std::string& name);
 

@@ -27,6 +27,10 @@ void FrequencyPlugin::createMetrics_i(const pwr::SystemMetadata& sys) {
 
 void FrequencyPlugin::handleReadings_i(uint64_t ts, const std::vector<Reading>& readings,
                                        const pwr::SystemMetadata& /*sys*/) {
+    // The machine's average frequency at this reading: the mean of its
+    // processors' (time-weighted over the collection like theirs).
+    double sum = 0.0;
+    unsigned count = 0;
     for (const Reading& reading : readings) {
         unsigned cpu = 0;
         parseCpu_i(reading.name, cpu);
@@ -40,6 +44,11 @@ void FrequencyPlugin::handleReadings_i(uint64_t ts, const std::vector<Reading>& 
         feed_i(*m_frequency, ts, entity, nullptr, pwr::Data(mhz), 0);
         const auto bin = static_cast<uint64_t>(std::llround(mhz / kBinMHz)) * kBinMHz;
         feed_i(*m_distribution, ts, entity, nullptr, pwr::Data(bin), 0);
+        sum += mhz;
+        ++count;
+    }
+    if (count != 0) {
+        feed_i(*m_frequency, ts, systemRow_i(), nullptr, pwr::Data(sum / count), 0);
     }
 }
 

@@ -24,6 +24,10 @@ void InterruptsPlugin::createMetrics_i(const pwr::SystemMetadata& sys) {
 
 void InterruptsPlugin::handleReadings_i(uint64_t ts, const std::vector<Reading>& readings,
                                         const pwr::SystemMetadata& sys) {
+    // The machine's interrupts over the same interval: the sum of its
+    // processors'.
+    uint64_t total = 0;
+    uint64_t totalDuration = 0;
     for (const Reading& reading : readings) {
         unsigned cpu = 0;
         parseCpu_i(reading.name, cpu);
@@ -49,6 +53,11 @@ void InterruptsPlugin::handleReadings_i(uint64_t ts, const std::vector<Reading>&
             share >= 1.0 ? delta
                          : static_cast<uint64_t>(std::llround(static_cast<double>(delta) * share));
         feed_i(*m_interrupts, ts, entity, nullptr, pwr::Data(count), duration);
+        total += count;
+        totalDuration = duration;
+    }
+    if (totalDuration != 0) {
+        feed_i(*m_interrupts, ts, systemRow_i(), nullptr, pwr::Data(total), totalDuration);
     }
 }
 

@@ -25,7 +25,13 @@ void ByteCounterPlugin::createMetrics_i(const pwr::SystemMetadata& sys) {
 
 void ByteCounterPlugin::handleReadings_i(uint64_t ts, const std::vector<Reading>& readings,
                                          const pwr::SystemMetadata& sys) {
+    // Every device's bytes over the same interval, per direction.
+    uint64_t total[2] = {0, 0};
+    uint64_t totalDuration = 0;
     for (const Reading& reading : readings) {
+        if (reading.name == c_systemRowName) {
+            continue;  // a device of that name would mix with the sum
+        }
         auto previous = m_previous.find(reading.name);
         if (previous == m_previous.end()) {
             m_previous.emplace(reading.name,
@@ -50,6 +56,14 @@ void ByteCounterPlugin::handleReadings_i(uint64_t ts, const std::vector<Reading>
                     ? delta
                     : static_cast<uint64_t>(std::llround(static_cast<double>(delta) * share));
             feed_i(*m_bytes, ts, device, m_directions[d], pwr::Data(bytes), duration);
+            total[d] += bytes;
+            totalDuration = duration;
+        }
+    }
+    if (totalDuration != 0) {
+        for (int d = 0; d < 2; ++d) {
+            feed_i(*m_bytes, ts, systemRow_i(), m_directions[d], pwr::Data(total[d]),
+                   totalDuration);
         }
     }
 }

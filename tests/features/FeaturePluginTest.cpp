@@ -211,15 +211,19 @@ TEST_F(FeatureFixture, CStateResidenciesFillTheIntervalOfEachProcessor) {
     for (const RecordedElement& e : writer.points[0].elements) {
         EXPECT_EQ(e.duration, 1000u);
     }
+    // The system-wide row is the mean of the processors over the interval.
+    EXPECT_EQ(first.at("All"),
+              (std::map<std::string, uint64_t>{{"C0", 200}, {"C1", 350}, {"C6", 450}}));
     const auto second = residencies(writer.points[1]);
-    EXPECT_EQ(second.size(), 1u);
+    EXPECT_EQ(second.size(), 2u);
+    EXPECT_EQ(second.at("All"), second.at("Thread 0")) << "processor 2 restarted";
     EXPECT_EQ(second.at("Thread 0"),
               (std::map<std::string, uint64_t>{{"C0", 200}, {"C1", 0}, {"C6", 800}}));
 
     // Thread 0 (processor 0) comes before Thread 2 (processor 2, the second
     // thread of core 0) in topology order.
     const RecordedTable& percent = table("CPU C-State Residency (%)");
-    EXPECT_EQ(percent.rows, (std::vector<std::string>{"Thread 0", "Thread 2"}));
+    EXPECT_EQ(percent.rows, (std::vector<std::string>{"Thread 0", "Thread 2", "All"}));
     EXPECT_DOUBLE_EQ(cell(percent, "Thread 0/C0 (%)"), 30.0);
     EXPECT_DOUBLE_EQ(cell(percent, "Thread 0/C1 (%)"), 10.0);
     EXPECT_DOUBLE_EQ(cell(percent, "Thread 0/C6 (%)"), 60.0);
@@ -265,7 +269,7 @@ TEST_F(FeatureFixture, FrequencyChangeShowsInMinMaxAvgAndDistribution) {
                      record("FREQ_CURRENT", 4000, {{"1", "1000.2"}}),
                      record("FREQ_CURRENT", 4500, {{"1", "2950"}})});
     const RecordedTable& summary = table("CPU Frequency (MHz)");
-    EXPECT_EQ(summary.rows, std::vector<std::string>{"Thread 1"});
+    EXPECT_EQ(summary.rows, (std::vector<std::string>{"Thread 1", "All"}));
     EXPECT_DOUBLE_EQ(cell(summary, "Thread 1/Min (MHz)"), 1000.2);
     EXPECT_DOUBLE_EQ(cell(summary, "Thread 1/Max (MHz)"), 2950.0);
     EXPECT_DOUBLE_EQ(cell(summary, "Thread 1/Avg (MHz)"), (1049.9 + 1000.2 + 2950.0) / 3.0);
@@ -319,7 +323,8 @@ TEST_F(FeatureFixture, IntervalStartingBeforeTheCollectionIsCutAtItsStart) {
     EXPECT_EQ(writer.points[0].elements[0].duration, 500u);
     EXPECT_EQ(writer.points[0].elements[0].value, Data(uint64_t{500}));
     const RecordedTable& t = table("Interrupts per Logical Processor");
-    EXPECT_EQ(t.rows, std::vector<std::string>{"Thread 3"});
+    EXPECT_EQ(t.rows, (std::vector<std::string>{"Thread 3", "All"}));
+    EXPECT_DOUBLE_EQ(cell(t, "All/Total (OpsCount)"), 3500.0);
     EXPECT_DOUBLE_EQ(cell(t, "Thread 3/Total (OpsCount)"), 3500.0);
     // 3500 interrupts in 2500 us.
     EXPECT_DOUBLE_EQ(cell(t, "Thread 3/Average Rate (Ops/sec)"), 3500.0 / 0.0025);
@@ -328,15 +333,20 @@ TEST_F(FeatureFixture, IntervalStartingBeforeTheCollectionIsCutAtItsStart) {
 TEST_F(FeatureFixture, DiskBytesPerDirectionAndARestartedCounter) {
     vantry::features::DiskIoPlugin plugin;
     system.clockFreqMHz = 1.0f;
-    collect(plugin, {record("DISKIO_BYTES", 1000000, {{"sda", "1000 5000"}}),
-                     record("DISKIO_BYTES", 2000000, {{"sda", "3001000 5000"}}),
-                     // Writes restarted: only reads count for this second.
-                     record("DISKIO_BYTES", 3000000, {{"sda", "4001000 100"}})});
+    collect(plugin,
+            {record("DISKIO_BYTES", 1000000, {{"sda", "1000 5000"}, {"sdb", "0 0"}}),
+             record("DISKIO_BYTES", 2000000, {{"sda", "3001000 5000"}, {"sdb", "500 1000"}}),
+             // Writes restarted: only reads count for this second.
+             record("DISKIO_BYTES", 3000000, {{"sda", "4001000 100"}, {"sdb", "500 3000"}})});
     const RecordedTable& t = table("Disk I/O");
     EXPECT_DOUBLE_EQ(cell(t, "sda/Read Total (bytes)"), 4000000.0);
     EXPECT_DOUBLE_EQ(cell(t, "sda/Read Average Rate (MB/s)"), 2.0);
     EXPECT_DOUBLE_EQ(cell(t, "sda/Write Total (bytes)"), 0.0);
     EXPECT_DOUBLE_EQ(cell(t, "sda/Write Average Rate (MB/s)"), 0.0);
+    // The machine: every disk's bytes, per direction, after the disks.
+    EXPECT_EQ(t.rows, (std::vector<std::string>{"sda", "sdb", "All"}));
+    EXPECT_DOUBLE_EQ(cell(t, "All/Read Total (bytes)"), 4000500.0);
+    EXPECT_DOUBLE_EQ(cell(t, "All/Write Total (bytes)"), 3000.0);
 }
 
 TEST_F(FeatureFixture, ThermalSensorThatDisappearsStopsReporting) {
@@ -389,7 +399,7 @@ TEST_F(FeatureFixture, DamagedRecordIsSkippedAndTheCollectionGoesOn) {
     EXPECT_EQ(residencies(writer.points[0]).at("Thread 0"),
               (std::map<std::string, uint64_t>{{"C0", 500}, {"C1", 500}}));
     const RecordedTable& percent = table("CPU C-State Residency (%)");
-    EXPECT_EQ(percent.rows, std::vector<std::string>{"Thread 0"});
+    EXPECT_EQ(percent.rows, (std::vector<std::string>{"Thread 0", "All"}));
     EXPECT_DOUBLE_EQ(cell(percent, "Thread 0/C1 (%)"), 25.0);
 }
 
