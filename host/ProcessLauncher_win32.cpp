@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "common/runtime/FileOps.h"
+
 namespace vantry {
 
 namespace {
@@ -30,23 +32,6 @@ std::string quoteArgument(const std::string& word) {
     out.append(backslashes * 2, '\\');
     out += '"';
     return out;
-}
-
-std::string lastErrorText() {
-    char* text = nullptr;
-    const DWORD code = GetLastError();
-    FormatMessageA(
-        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-        nullptr, code, 0, reinterpret_cast<LPSTR>(&text), 0, nullptr);
-    std::string result = text != nullptr ? text : "error " + std::to_string(code);
-    if (text != nullptr) {
-        LocalFree(text);
-    }
-    while (!result.empty() && (result.back() == '\n' || result.back() == '\r' ||
-                               result.back() == ' ' || result.back() == '.')) {
-        result.pop_back();
-    }
-    return result;
 }
 
 }  // namespace
@@ -83,7 +68,7 @@ bool ProcessLauncher::start(const std::vector<std::string>& words, std::string& 
     // Ctrl-Break can be sent to the program alone.
     if (!CreateProcessA(nullptr, &commandLine[0], nullptr, nullptr, FALSE, CREATE_NEW_PROCESS_GROUP,
                         nullptr, nullptr, &startup, &info)) {
-        error = lastErrorText();
+        error = pwr::lastSystemError();
         return false;
     }
     CloseHandle(info.hThread);
