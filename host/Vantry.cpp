@@ -322,6 +322,27 @@ int Vantry::run(const std::vector<std::string>& args) {
         if (!m_options.outputGiven) {
             prefix = resultStem(resultPath);
         }
+        // A collection that did not finish keeps its unfinished name: point
+        // the user to it rather than only saying that nothing is there.
+        if (pwr::fileKind(resultPath) == pwr::FileKind::MISSING) {
+            const std::string stem = resultStem(resultPath);
+            std::error_code ec;
+            const std::string folder = pwr::folderOf(resultPath);
+            for (fs::directory_iterator it(fs::u8path(folder), ec), end; !ec && it != end;
+                 it.increment(ec)) {
+                const std::string name = it->path().filename().u8string();
+                const std::string candidate =
+                    folder == "." && resultPath.find_first_of("/\\") == std::string::npos
+                        ? name
+                        : folder + "/" + name;
+                if (candidate != resultPath && resultStem(candidate) == stem) {
+                    return fail_i(1, "ERROR: cannot read the collection \"" + resultPath +
+                                         "\": No such file or directory; " + candidate +
+                                         " holds one that did not finish (vantry -i " + candidate +
+                                         " reads it)");
+                }
+            }
+        }
         if (!checkWriters_i(m_system, nullptr, &m_reportSuffixes)) {
             return 2;
         }

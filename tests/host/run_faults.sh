@@ -109,6 +109,9 @@ else
         fail "kill -9: only $seconds s recovered"
     fi
     [ -f killed.txt ] || fail "kill -9: no report from the unfinished collection"
+    # Asked for by its output name, it is pointed to.
+    run killed-by-name 1 "ERROR: cannot read the collection \"killed.vtr\": No such file or directory; $partial holds one that did not finish (vantry -i $partial reads it)" \
+        -i killed
     grep -q "^  FAKE_COUNT: [1-9][0-9]* records" killed.txt ||
         fail "kill -9: the report holds no readings"
 fi
