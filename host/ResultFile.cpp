@@ -620,7 +620,11 @@ bool ResultFileReader::scanFrames_i(ResultHead& head, std::string& error) {
     pwr::SystemMetadata* sys = head.system();
     while (offset < size) {
         if (!loadFrame_i(offset, kind, why)) {
-            if (why == "damaged") {
+            if (ended) {
+                // Even a few bytes after the end are not the collection's.
+                problem = "the file goes on after the end of its collection, at byte " +
+                          std::to_string(offset);
+            } else if (why == "damaged") {
                 problem = "the file is damaged at byte " + std::to_string(offset);
             }
             break;

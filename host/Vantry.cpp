@@ -125,7 +125,8 @@ std::vector<std::pair<std::string, std::string>> exitStatusRows() {
          "cannot be written (the collection so far is kept), another vantry on the same output"},
         {"2",
          "the command line cannot be followed: an unknown option, feature or format, a "
-         "missing or bad value, -l naming an input or an output"},
+         "missing or bad value, -l naming an input or an output, -o naming a folder, a "
+         "collection option beside -i"},
     };
 }
 

@@ -332,6 +332,13 @@ TEST_F(ResultFileTest, DamageEndsTheReadablePartWhereItIs) {
     EXPECT_TRUE(head.complete);
     EXPECT_EQ(head.recoveryNote, "the file goes on after the end of its collection, at byte " +
                                      std::to_string(ends[3]) + "; it was left out");
+    // So are a few stray bytes, too few for a frame.
+    bytes = whole;
+    bytes.insert(bytes.end(), {0x01, 0x02, 0x03});
+    EXPECT_EQ(read(bytes, head, records), "");
+    EXPECT_EQ(records, 3u);
+    EXPECT_EQ(head.recoveryNote, "the file goes on after the end of its collection, at byte " +
+                                     std::to_string(ends[3]) + "; it was left out");
     // An END frame whose counts disagree with the frames before it.
     bytes = std::vector<uint8_t>(whole.begin(), whole.begin() + static_cast<long>(ends[2]));
     const std::vector<char> end = encodeEndFrame(system, 5, 9);
