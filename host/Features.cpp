@@ -10,14 +10,14 @@
 
 namespace vantry {
 
-namespace {
-
 bool sameName(const std::string& a, const std::string& b) {
     return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
                return std::tolower(static_cast<unsigned char>(x)) ==
                       std::tolower(static_cast<unsigned char>(y));
            });
 }
+
+namespace {
 
 // The values of a comma list, blanks around them trimmed.
 std::vector<std::string> listValues(const std::string& list) {

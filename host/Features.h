@@ -43,6 +43,10 @@ struct Feature {
 // The name of the group of every feature.
 const char* allFeaturesGroup();
 
+// Whether two names are the same, case ignored: how the user names features,
+// groups and report formats.
+bool sameName(const std::string& a, const std::string& b);
+
 // The groups of the available, visible features with their members, by group
 // name; "all" holds every one of them.
 std::map<std::string, std::vector<std::string>> featureGroups(const std::vector<Feature>& features);

@@ -61,51 +61,33 @@ struct OptionName {
     const char* shortName;
     const char* longName;
     Takes takes;
+    // Only makes sense while collecting: refused beside -i.
+    bool collecting;
 };
 
 const OptionName c_options[] = {
-    {"-h", "--help", Takes::NOTHING},
-    {nullptr, "--help-json", Takes::NOTHING},
-    {"-v", "--version", Takes::NOTHING},
-    {"-l", "--log", Takes::VALUE},
-    {nullptr, "--print-fms", Takes::NOTHING},
-    {nullptr, "--no-post-processing", Takes::NOTHING},
-    {"-i", "--input", Takes::VALUE},
-    {"-o", "--output", Takes::VALUE},
-    {"-r", "--result", Takes::VALUE},
-    {"-f", "--feature", Takes::VALUE},
-    {"-m", "--max-detail", Takes::NOTHING},
-    {"-n", "--interval", Takes::VALUE},
-    {"-p", "--program", Takes::REST},
-    {"-s", "--startdelay", Takes::VALUE},
-    {"-t", "--time", Takes::VALUE},
-    {"-z", "--auto-connected-standby", Takes::NOTHING},
-    {nullptr, "--program-delay", Takes::VALUE},
-    {nullptr, "--keep-program", Takes::NOTHING},
-    {nullptr, "--polling", Takes::NOTHING},
-    {nullptr, "--source-root", Takes::VALUE},
-    {nullptr, "--simulate", Takes::NOTHING},
+    {"-h", "--help", Takes::NOTHING, false},
+    {nullptr, "--help-json", Takes::NOTHING, false},
+    {"-v", "--version", Takes::NOTHING, false},
+    {"-l", "--log", Takes::VALUE, false},
+    {nullptr, "--print-fms", Takes::NOTHING, false},
+    {nullptr, "--no-post-processing", Takes::NOTHING, true},
+    {"-i", "--input", Takes::VALUE, false},
+    {"-o", "--output", Takes::VALUE, false},
+    {"-r", "--result", Takes::VALUE, false},
+    {"-f", "--feature", Takes::VALUE, true},
+    {"-m", "--max-detail", Takes::NOTHING, true},
+    {"-n", "--interval", Takes::VALUE, true},
+    {"-p", "--program", Takes::REST, true},
+    {"-s", "--startdelay", Takes::VALUE, true},
+    {"-t", "--time", Takes::VALUE, true},
+    {"-z", "--auto-connected-standby", Takes::NOTHING, true},
+    {nullptr, "--program-delay", Takes::VALUE, true},
+    {nullptr, "--keep-program", Takes::NOTHING, true},
+    {nullptr, "--polling", Takes::NOTHING, false},
+    {nullptr, "--source-root", Takes::VALUE, false},
+    {nullptr, "--simulate", Takes::NOTHING, false},
 };
-
-// The options that only make sense while collecting.
-bool isCollectionOption(const OptionName& option) {
-    static const char* const names[] = {"--feature",
-                                        "--time",
-                                        "--interval",
-                                        "--startdelay",
-                                        "--program",
-                                        "--program-delay",
-                                        "--max-detail",
-                                        "--auto-connected-standby",
-                                        "--no-post-processing",
-                                        "--keep-program"};
-    for (const char* name : names) {
-        if (std::string(option.longName) == name) {
-            return true;
-        }
-    }
-    return false;
-}
 
 const OptionName* findOption(const std::string& word) {
     for (const OptionName& option : c_options) {
@@ -250,7 +232,7 @@ bool parseHostOptions(const std::vector<std::string>& args, HostOptions& out, st
                                                          "\"; run vantry --help for the options";
             return false;
         }
-        if (isCollectionOption(*option) &&
+        if (option->collecting &&
             std::find(result.collectionOptions.begin(), result.collectionOptions.end(), word) ==
                 result.collectionOptions.end()) {
             result.collectionOptions.push_back(word);

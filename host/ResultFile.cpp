@@ -77,21 +77,6 @@ uint64_t steadyMs() {
                                      .count());
 }
 
-std::string seconds1(double seconds) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%.1f", seconds < 0.0 ? 0.0 : seconds);
-    return text;
-}
-
-// Seconds of collection between the start and a timestamp of the default
-// clock.
-double secondsSinceStart(const pwr::SystemMetadata& sys, uint64_t timestamp) {
-    if (sys.clockFreqMHz <= 0.0f || timestamp <= sys.startTsc) {
-        return 0.0;
-    }
-    return static_cast<double>(timestamp - sys.startTsc) / (sys.clockFreqMHz * 1.0e6);
-}
-
 // Makes the system record end at the last reading that is there, so that the
 // headers' duration matches the totals made from the readings.
 void endAt(pwr::SystemMetadata& sys, uint64_t lastTimestamp) {
@@ -100,7 +85,7 @@ void endAt(pwr::SystemMetadata& sys, uint64_t lastTimestamp) {
     }
     sys.stopTsc = lastTimestamp;
     sys.stopTimeval =
-        sys.startTimeval + static_cast<uint64_t>(secondsSinceStart(sys, lastTimestamp) * 1.0e9);
+        sys.startTimeval + static_cast<uint64_t>(collectionSeconds(sys, lastTimestamp) * 1.0e9);
     if (sys.programStopTimeval < sys.stopTimeval) {
         sys.programStopTimeval = sys.stopTimeval;
     }
@@ -305,6 +290,19 @@ uint32_t resultFormatVersion() {
     return 2;
 }
 
+double collectionSeconds(const pwr::SystemMetadata& sys, uint64_t timestamp) {
+    if (sys.clockFreqMHz <= 0.0f || timestamp <= sys.startTsc) {
+        return 0.0;
+    }
+    return static_cast<double>(timestamp - sys.startTsc) / (sys.clockFreqMHz * 1.0e6);
+}
+
+std::string formatSeconds1(double seconds) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.1f", seconds < 0.0 ? 0.0 : seconds);
+    return text;
+}
+
 const char* resultFileExtension() {
     return ".vtr";
 }
@@ -452,12 +450,10 @@ std::vector<char> encodeEndFrame(const pwr::SystemMetadata& system, uint64_t sam
     return encodeFrame(c_kindEnd, ser.get_buffer());
 }
 
-bool parseResultBuffer(const uint8_t* data, size_t size, ResultHead& head,
-                       const SampleVisitor& visit, std::string& error) {
-    ResultFileReader reader;
-    if (!reader.openBuffer(data, data == nullptr ? 0 : size, head, error)) {
-        return false;
-    }
+namespace {
+
+// Hands every sample record of an opened reader to visit.
+bool visitSamples(ResultFileReader& reader, const SampleVisitor& visit, std::string& error) {
     vexa_driver_msg msg;
     while (reader.next(msg, error)) {
         if (visit && !visit(msg)) {
@@ -467,19 +463,19 @@ bool parseResultBuffer(const uint8_t* data, size_t size, ResultHead& head,
     return error.empty();
 }
 
+}  // namespace
+
+bool parseResultBuffer(const uint8_t* data, size_t size, ResultHead& head,
+                       const SampleVisitor& visit, std::string& error) {
+    ResultFileReader reader;
+    return reader.openBuffer(data, data == nullptr ? 0 : size, head, error) &&
+           visitSamples(reader, visit, error);
+}
+
 bool readResultFile(const std::string& path, ResultHead& head, const SampleVisitor& visit,
                     std::string& error) {
     ResultFileReader reader;
-    if (!reader.open(path, head, error)) {
-        return false;
-    }
-    vexa_driver_msg msg;
-    while (reader.next(msg, error)) {
-        if (visit && !visit(msg)) {
-            return true;
-        }
-    }
-    return error.empty();
+    return reader.open(path, head, error) && visitSamples(reader, visit, error);
 }
 
 // ---------------------------------------------------------------------------
@@ -555,54 +551,47 @@ bool ResultFileReader::start_i(ResultHead& head, std::string& error) {
         return false;
     }
     m_offset = c_prefixSizeV1 + headLength;
-    if (!scanRecords_i(result, error)) {
-        return false;
-    }
+    scanRecords_i(result);
     head = std::move(result);
     return true;
 }
 
-bool ResultFileReader::loadFrame_i(uint64_t offset, uint8_t& kind, std::string& error) {
+ResultFileReader::FrameStatus ResultFileReader::loadFrame_i(uint64_t offset, uint8_t& kind) {
     const uint64_t size = m_source->size();
     uint8_t frameHead[c_frameHeadSize];
     if (size - offset < c_frameHeadSize + c_frameTailSize ||
         !m_source->read(offset, frameHead, c_frameHeadSize)) {
-        error = "cut";
-        return false;
+        return FrameStatus::CUT;
     }
     kind = frameHead[0];
     const uint32_t length = readU32(frameHead + 1);
     if (length > c_maxFrameBytes) {
-        error = "damaged";
-        return false;
+        return FrameStatus::DAMAGED;
     }
     // Checked against what the file holds before anything is allocated.
     if (length > size - offset - c_frameHeadSize - c_frameTailSize) {
-        error = "cut";
-        return false;
+        return FrameStatus::CUT;
     }
     m_frame.resize(c_frameHeadSize + length + c_frameTailSize);
     std::memcpy(m_frame.data(), frameHead, c_frameHeadSize);
     if (!m_source->read(offset + c_frameHeadSize, m_frame.data() + c_frameHeadSize,
                         length + c_frameTailSize)) {
-        error = "cut";
-        return false;
+        return FrameStatus::CUT;
     }
     const size_t checked = c_frameHeadSize + length;
     if (crcUpdate(0, m_frame.data(), checked) != readU32(m_frame.data() + checked)) {
-        error = "damaged";
-        return false;
+        return FrameStatus::DAMAGED;
     }
-    return true;
+    return FrameStatus::WHOLE;
 }
 
 bool ResultFileReader::scanFrames_i(ResultHead& head, std::string& error) {
     const uint64_t size = m_source->size();
     uint64_t offset = c_prefixSize;
     uint8_t kind = 0;
-    std::string why;
-    if (!loadFrame_i(offset, kind, why) || kind != c_kindHead) {
-        error = why == "cut" ? "the file is cut short" : "the metadata is damaged";
+    const FrameStatus first = loadFrame_i(offset, kind);
+    if (first != FrameStatus::WHOLE || kind != c_kindHead) {
+        error = first == FrameStatus::CUT ? "the file is cut short" : "the metadata is damaged";
         return false;
     }
     const uint32_t headLength = readU32(m_frame.data() + 1);
@@ -619,12 +608,13 @@ bool ResultFileReader::scanFrames_i(ResultHead& head, std::string& error) {
     std::string problem;
     pwr::SystemMetadata* sys = head.system();
     while (offset < size) {
-        if (!loadFrame_i(offset, kind, why)) {
+        const FrameStatus status = loadFrame_i(offset, kind);
+        if (status != FrameStatus::WHOLE) {
             if (ended) {
                 // Even a few bytes after the end are not the collection's.
                 problem = "the file goes on after the end of its collection, at byte " +
                           std::to_string(offset);
-            } else if (why == "damaged") {
+            } else if (status == FrameStatus::DAMAGED) {
                 problem = "the file is damaged at byte " + std::to_string(offset);
             }
             break;
@@ -711,15 +701,14 @@ bool ResultFileReader::scanFrames_i(ResultHead& head, std::string& error) {
     }
     head.complete = false;
     endAt(*sys, latest);
-    const std::string recovered = seconds1(secondsSinceStart(*sys, latest)) + " s";
+    const std::string recovered = formatSeconds1(collectionSeconds(*sys, latest)) + " s";
     head.recoveryNote = problem.empty()
                             ? "recovered " + recovered + " of a collection that did not finish"
                             : problem + "; recovered " + recovered + " of the collection";
     return true;
 }
 
-bool ResultFileReader::scanRecords_i(ResultHead& head, std::string& error) {
-    (void)error;
+void ResultFileReader::scanRecords_i(ResultHead& head) {
     const uint64_t size = m_source->size();
     uint64_t offset = m_offset;
     uint64_t latest = 0;
@@ -744,20 +733,19 @@ bool ResultFileReader::scanRecords_i(ResultHead& head, std::string& error) {
     // A first-format file has no end mark: its readings must reach its
     // recorded stop (the END readings are taken just before it), give or
     // take two polls.
-    const double missing = secondsSinceStart(*sys, sys->stopTsc) - secondsSinceStart(*sys, latest);
+    const double missing = collectionSeconds(*sys, sys->stopTsc) - collectionSeconds(*sys, latest);
     const double slack = 2.0 * sys->pollingIntervalMsecs / 1000.0;
     if (problem.empty() && (records == 0 || missing <= slack)) {
-        return true;
+        return;
     }
-    const std::string planned = seconds1(secondsSinceStart(*sys, sys->stopTsc));
-    const std::string there = seconds1(secondsSinceStart(*sys, latest));
+    const std::string planned = formatSeconds1(collectionSeconds(*sys, sys->stopTsc));
+    const std::string there = formatSeconds1(collectionSeconds(*sys, latest));
     if (problem.empty()) {
         problem = "the file is cut";
     }
     head.complete = false;
     head.recoveryNote = problem + "; it holds " + there + " s of a " + planned + " s collection";
     endAt(*sys, latest);
-    return true;
 }
 
 bool ResultFileReader::readRecordV1_i(uint64_t offset, uint64_t end, vexa_driver_msg& msg,
@@ -815,8 +803,7 @@ bool ResultFileReader::next(vexa_driver_msg& msg, std::string& error) {
             return false;
         }
         uint8_t kind = 0;
-        std::string why;
-        if (!loadFrame_i(m_offset, kind, why)) {
+        if (loadFrame_i(m_offset, kind) != FrameStatus::WHOLE) {
             error = "the file changed while it was read, at byte " + std::to_string(m_offset);
             m_frame.clear();
             return false;

@@ -74,6 +74,12 @@ const char* partialFileSuffix();
 // "run.vtr.<unique>.partial"; other names are kept whole.
 std::string resultStem(const std::string& path);
 
+// Seconds of the collection from its start to a timestamp of the default
+// clock (0 before the start or without a clock frequency), and such a
+// duration as the messages show it ("41.2").
+double collectionSeconds(const pwr::SystemMetadata& sys, uint64_t timestamp);
+std::string formatSeconds1(double seconds);
+
 // The largest frame a reader accepts; a length beyond it is damage.
 constexpr uint32_t c_maxFrameBytes = 64u * 1024u * 1024u;
 
@@ -170,8 +176,10 @@ class ResultFileReader {
   private:
     bool start_i(ResultHead& head, std::string& error);
     bool scanFrames_i(ResultHead& head, std::string& error);
-    bool scanRecords_i(ResultHead& head, std::string& error);
-    bool loadFrame_i(uint64_t offset, uint8_t& kind, std::string& error);
+    void scanRecords_i(ResultHead& head);
+    // Reads the frame at offset into m_frame and checks its CRC.
+    enum class FrameStatus { WHOLE, CUT, DAMAGED };
+    FrameStatus loadFrame_i(uint64_t offset, uint8_t& kind);
     // Format 1: the record at offset into msg (its bytes in m_bytes); cut
     // tells a record that runs past end from a damaged one.
     bool readRecordV1_i(uint64_t offset, uint64_t end, vexa_driver_msg& msg, bool& cut);

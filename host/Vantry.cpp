@@ -1,7 +1,6 @@
 #include "host/Vantry.h"
 
 #include <algorithm>
-#include <cctype>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
@@ -614,11 +613,7 @@ bool Vantry::checkWriters_i(const pwr::SystemMetadata& sys, std::vector<WriterPl
     // Formats are named without regard to case ("-r SUM"), as features are.
     for (std::string& name : m_options.results) {
         for (const std::string& format : resultFormats_i()) {
-            if (format.size() == name.size() &&
-                std::equal(format.begin(), format.end(), name.begin(), [](char a, char b) {
-                    return std::tolower(static_cast<unsigned char>(a)) ==
-                           std::tolower(static_cast<unsigned char>(b));
-                })) {
+            if (sameName(format, name)) {
                 name = format;
             }
         }
@@ -1144,12 +1139,7 @@ int Vantry::collect_i(std::string& resultPath) {
         // What reached the file stays there, readable with -i.
         const std::string kept = file.partialPath();
         file.keep();
-        const double seconds = m_clock->getFrequency() > 0.0f
-                                   ? static_cast<double>(m_system.stopTsc - m_system.startTsc) /
-                                         (static_cast<double>(m_clock->getFrequency()) * 1.0e6)
-                                   : 0.0;
-        char when[32];
-        std::snprintf(when, sizeof when, "%.1f", seconds);
+        const std::string when = formatSeconds1(collectionSeconds(m_system, m_system.stopTsc));
         if (pwr::fileKind(kept) != pwr::FileKind::REGULAR) {
             return fail_i(1,
                           "ERROR: " + writeError + "; the collection stopped after " + when + " s");
