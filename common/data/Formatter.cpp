@@ -1,6 +1,7 @@
 #include "common/data/Formatter.h"
 
 #include <cinttypes>
+#include <cmath>
 #include <cstdio>
 
 #include "common/data/Data.h"
@@ -224,6 +225,47 @@ int RealFormatter::format(std::string& out, const Data& value) const {
 }
 Formatter* RealFormatter::clone() const {
     return new RealFormatter(*this);
+}
+
+SignificantFormatter::SignificantFormatter(int width, int digits)
+    : Formatter("", false, width, digits) {}
+SignificantFormatter::SignificantFormatter(const std::string& suffix, int width, int digits)
+    : Formatter(suffix, false, width, digits) {}
+
+int SignificantFormatter::decimalsFor(double value, int digits) {
+    const int c_maxDecimals = 12;
+    const double magnitude = std::fabs(value);
+    if (!(magnitude > 0.0) || !std::isfinite(magnitude)) {
+        return 1;
+    }
+    const int decimals = digits - 1 - static_cast<int>(std::floor(std::log10(magnitude)));
+    return decimals < 1 ? 1 : decimals > c_maxDecimals ? c_maxDecimals : decimals;
+}
+
+int SignificantFormatter::format(std::string& out, const Data& value) const {
+    out.clear();
+    const int digits = getPrecision();
+    if (value.getType() == DataType::REAL_RANGE) {
+        std::pair<double, double> v;
+        if (value.toRealRange(v) != 0) {
+            return 1;
+        }
+        appendReal(out, v.first, decimalsFor(v.first, digits));
+        out += kRangeSeparator;
+        appendReal(out, v.second, decimalsFor(v.second, digits));
+    } else {
+        double v = 0.0;
+        if (value.toReal(v) != 0) {
+            return 1;
+        }
+        appendReal(out, v, decimalsFor(v, digits));
+    }
+    out += getSuffix();
+    return widen(out, getWidth());
+}
+
+Formatter* SignificantFormatter::clone() const {
+    return new SignificantFormatter(*this);
 }
 
 StringFormatter::StringFormatter(int width) : Formatter(width) {}

@@ -80,6 +80,22 @@ class PWR_API RealFormatter : public Formatter {
     Formatter* clone() const override;
 };
 
+// Reals with a number of significant digits rather than a fixed number of
+// decimals, so that a small rate still shows (49,152 bytes in 5 s print
+// as 0.00983 MB/s, not 0.0). At least one decimal is always printed, so
+// large values read as with RealFormatter(width, 1): 11000.0. The
+// precision field holds the number of significant digits; a value needing
+// more than 12 decimals prints with 12. Ranges render each end this way.
+class PWR_API SignificantFormatter : public Formatter {
+  public:
+    explicit SignificantFormatter(int width = 0, int digits = 3);
+    SignificantFormatter(const std::string& suffix, int width, int digits);
+    int format(std::string& out, const Data& value) const override;
+    Formatter* clone() const override;
+    // The decimals that value needs to show digits significant digits.
+    static int decimalsFor(double value, int digits);
+};
+
 class PWR_API StringFormatter : public Formatter {
   public:
     explicit StringFormatter(int width = 0);

@@ -1,6 +1,7 @@
 #include "common/metrics/Accumulator.h"
 
 #include <map>
+#include <memory>
 #include <stdexcept>
 
 #include "common/config/TableInfo.h"
@@ -25,14 +26,30 @@ namespace {
 const double c_two63 = 9223372036854775808.0;   // 2^63
 const double c_two64 = 18446744073709551616.0;  // 2^64
 
+// Copies value into cell and gives the cell back its column's formatter:
+// Data assignment shares the source's formatter (or none), which would make
+// every cell print with the value's formatter instead of its column's.
+int assignKeepingFormatter(Data& cell, const Data& value) {
+    std::unique_ptr<Formatter> column;
+    if (const Formatter* own = cell.getCustomFormatter()) {
+        column.reset(own->clone());
+    }
+    const int status = cell.setValue(value);
+    if (column) {
+        cell.setCustomFormatter(*column);
+    }
+    return status;
+}
+
 }  // namespace
 
 // What all accumulators share: the formatters of their summary columns.
 // Built by the first accumulator and shared by every later one; immutable.
 struct AccumulatorShared {
-    AccumulatorShared() : percent(0, 2), milliseconds(0, 3) {}
+    AccumulatorShared() : percent(0, 2), milliseconds(0, 3), rate(0, 3) {}
     RealFormatter percent;
     RealFormatter milliseconds;
+    SignificantFormatter rate;
 
     static AccumulatorShared* instance() {
         static AccumulatorShared shared;
@@ -171,8 +188,7 @@ int Accumulator::setCell_i(TableMessage& table, const EntityHandle* entity, unsi
     if (cell == nullptr) {
         return 1;
     }
-    // Keep the column's formatter: assignment would share the value's.
-    const int status = cell->setValue(value);
+    const int status = assignKeepingFormatter(*cell, value);
     table.addValidValue_i(entity, handle);
     return status;
 }
@@ -182,7 +198,7 @@ int Accumulator::setSharedCell_i(TableMessage& table, unsigned int column, const
     if (cell == nullptr) {
         return 1;
     }
-    const int status = cell->setValue(value);
+    const int status = assignKeepingFormatter(*cell, value);
     if (column < table.getSharedHandleCount()) {
         table.addValidValue_i(nullptr, *(table.sharedHandleBegin() + column));
     }
@@ -322,6 +338,10 @@ const Formatter& Accumulator::percentFormatter_i() const {
 
 const Formatter& Accumulator::millisecondFormatter_i() const {
     return m_shared->milliseconds;
+}
+
+const Formatter& Accumulator::rateFormatter_i() const {
+    return m_shared->rate;
 }
 
 int Accumulator::pushTable_i(TableMessage& table, bool transposed) const {

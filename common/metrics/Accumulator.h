@@ -110,6 +110,7 @@ class PWR_API Accumulator {
     static void markValid_i(TableMessage& table, const EntityHandle* entity,
                             const DataHandle* handle);
     // Sets a per-entity cell and marks it valid; 1 when the cell is missing.
+    // The cell keeps its column's formatter whatever formatter value holds.
     static int setCell_i(TableMessage& table, const EntityHandle* entity, unsigned int column,
                          const Data& value);
     // Sets a shared cell and marks it valid; 1 when the cell is missing.
@@ -126,7 +127,6 @@ class PWR_API Accumulator {
     bool applyOutputConfig_i(const Metric& metric, const char* tableType,
                              const std::string& defaultTitle, std::string& title, TextNotes& notes,
                              bool& transpose) const;
-    // Marks the table as a summary and pushes it to the writer stream.
     // Marks table a summary, transposed when the configuration says so, and
     // pushes it to the writers.
     int pushTable_i(TableMessage& table, bool transposed) const;
@@ -147,6 +147,8 @@ class PWR_API Accumulator {
     // Column formatters shared by all accumulators.
     const Formatter& percentFormatter_i() const;
     const Formatter& millisecondFormatter_i() const;
+    // Average rates: three significant digits, so small rates still show.
+    const Formatter& rateFormatter_i() const;
 
     WriterStream* m_writerStream;
     AccumulatorShared* m_shared;

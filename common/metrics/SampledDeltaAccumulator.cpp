@@ -174,7 +174,8 @@ int SampledDeltaAccumulator::table_i(const Metric& metric, bool averageRateTotal
         }
         it->second = column;
         if (withRate) {
-            table.addField(prefix + "Average Rate" + rateSuffix, DataType::REAL, false);
+            table.addField(prefix + "Average Rate" + rateSuffix, DataType::REAL, rateFormatter_i(),
+                           false);
             ++column;
         }
         table.addField(prefix + "Total" + m_unitSuffix, totalType, false);

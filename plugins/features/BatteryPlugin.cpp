@@ -29,10 +29,25 @@ void BatteryPlugin::createMetrics_i(const pwr::SystemMetadata& sys) {
 
 void BatteryPlugin::handleReadings_i(uint64_t ts, const std::vector<Reading>& readings,
                                      const pwr::SystemMetadata& /*sys*/) {
+    // The machine's row: the energy left in all batteries and their
+    // combined rate.
+    double remaining = 0.0;
+    double rate = 0.0;
+    unsigned count = 0;
     for (const Reading& reading : readings) {
+        if (reading.name == c_systemRowName) {
+            continue;  // a battery of that name would mix with the sum
+        }
         const pwr::EntityHandle* battery = deviceEntity_i(reading.name);
         feed_i(*m_remaining, ts, battery, nullptr, pwr::Data(reading.real[0]), 0);
         feed_i(*m_rate, ts, battery, nullptr, pwr::Data(reading.real[1]), 0);
+        remaining += reading.real[0];
+        rate += reading.real[1];
+        ++count;
+    }
+    if (count != 0) {
+        feed_i(*m_remaining, ts, systemRow_i(), nullptr, pwr::Data(remaining), 0);
+        feed_i(*m_rate, ts, systemRow_i(), nullptr, pwr::Data(rate), 0);
     }
 }
 

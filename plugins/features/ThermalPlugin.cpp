@@ -39,21 +39,45 @@ int ThermalPlugin::endCollection_i() {
     return pwr::ThermalSampleHandler::release(this);
 }
 
+namespace {
+
+double toDegrees(double millidegrees) {
+    const double celsius = std::round(millidegrees / 1000.0);
+    return celsius < 0.0 ? 0.0 : (celsius > 65535.0 ? 65535.0 : celsius);
+}
+
+}  // namespace
+
 void ThermalPlugin::handleReadings_i(uint64_t ts, const std::vector<Reading>& readings,
                                      const pwr::SystemMetadata& /*sys*/) {
     if (m_handler == nullptr) {
         return;
     }
+    // The machine's row: the mean of the sensors at this reading, so its
+    // Time-weighted Avg is the mean of theirs.
+    double sum = 0.0;
+    unsigned count = 0;
     for (const Reading& reading : readings) {
+        if (reading.name == c_systemRowName) {
+            continue;  // a sensor of that name would mix with the mean
+        }
         const pwr::EntityHandle* entity = deviceEntity_i(reading.name);
         if (m_added.insert(reading.name).second) {
             m_handler->addEntity(entity);
         }
         // Millidegrees to whole degrees; the shared metric holds unsigned
         // 16-bit readings, so readings below 0 C count as 0.
-        double celsius = std::round(reading.real[0] / 1000.0);
-        celsius = celsius < 0.0 ? 0.0 : (celsius > 65535.0 ? 65535.0 : celsius);
+        const double celsius = toDegrees(reading.real[0]);
         m_handler->setTemperature(entity, ts, static_cast<uint16_t>(celsius), false);
+        sum += celsius;
+        ++count;
+    }
+    if (count != 0) {
+        const pwr::EntityHandle* all = systemRow_i();
+        if (m_added.insert(c_systemRowName).second) {
+            m_handler->addEntity(all);
+        }
+        m_handler->setTemperature(all, ts, static_cast<uint16_t>(std::round(sum / count)), false);
     }
 }
 

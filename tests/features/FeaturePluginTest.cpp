@@ -361,7 +361,11 @@ TEST_F(FeatureFixture, ThermalSensorThatDisappearsStopsReporting) {
     EXPECT_TRUE(cap.loggedExactly(
         {"WARNING: Temperature values were not set for all the entities at 4000.\n"}));
     const RecordedTable& t = table("Temperatures (C)");
-    EXPECT_EQ(t.rows, (std::vector<std::string>{"acpitz", "x86_pkg"}));
+    EXPECT_EQ(t.rows, (std::vector<std::string>{"acpitz", "x86_pkg", "All"}));
+    // The machine's row is the mean of the sensors that reported, per round:
+    // 53, 55.5 rounded to 56, then acpitz alone.
+    EXPECT_DOUBLE_EQ(cell(t, "All/Max (oC)"), 56.0);
+    EXPECT_DOUBLE_EQ(cell(t, "All/Avg (oC)"), (53.0 + 56.0 + 0.0 + 49.0) / 4.0);
     // 45.5 C rounds to 46, and a reading below 0 C counts as 0.
     EXPECT_DOUBLE_EQ(cell(t, "acpitz/Min (oC)"), 0.0);
     EXPECT_DOUBLE_EQ(cell(t, "acpitz/Max (oC)"), 49.0);

@@ -63,6 +63,15 @@ struct PushedTable {
         }
         return out;
     }
+    // The cell as a writer prints it.
+    std::string text(const std::string& cell) const {
+        std::string out;
+        auto it = cells.find(cell);
+        if (it != cells.end()) {
+            it->second.toFormattedString(out);
+        }
+        return out;
+    }
 };
 
 class TableRecorder : public WriterPlugin {
@@ -338,6 +347,10 @@ TEST_F(AccumulatorTest, ResidencyDurationOncePerPointAndColumnsAddUp) {
     EXPECT_NEAR(t->real("Core 0/C0 (%)") + t->real("Core 0/C6 (%)"), 100.0, 1e-9);
     EXPECT_NEAR(t->real("Core 0/C0 (msec)"), 1.1, 1e-9);
     EXPECT_NEAR(t->real("Core 0/C0 (msec)") + t->real("Core 0/C6 (msec)"), 3.0, 1e-9);
+    // Cells print with their column's formatter: percentages with two
+    // decimals, milliseconds with three.
+    EXPECT_EQ(t->text("Core 0/C0 (%)"), "36.67");
+    EXPECT_EQ(t->text("Core 0/C6 (msec)"), "1.900");
 }
 
 TEST_F(AccumulatorTest, ResidencyRefusesNonTickValuesAndStillEmitsItsTable) {
@@ -364,15 +377,22 @@ TEST_F(AccumulatorTest, ResidencyRefusesNonTickValuesAndStillEmitsItsTable) {
 TEST_F(AccumulatorTest, DeltaRateInTheBaseQuantitysUnit) {
     auto m = metric("DELTA", MetricType::SampledDelta, Quantity::energy());
     const EntityHandle* e = entity("Package 0");
-    // 2000 mJ over 3 s of 1 MHz ticks.
+    const EntityHandle* idle = entity("Package 1");
+    // 2000 mJ over 3 s of 1 MHz ticks; the idle package 1 mJ.
     ASSERT_EQ(put(*m, 1001000, e, nullptr, Data(uint64_t{500})), 0);
+    ASSERT_EQ(put(*m, 1001000, idle, nullptr, Data(uint64_t{0})), 0);
     ASSERT_EQ(put(*m, 3001000, e, nullptr, Data(uint64_t{1500})), 0);
+    ASSERT_EQ(put(*m, 3001000, idle, nullptr, Data(uint64_t{1})), 0);
     ASSERT_EQ(m->finalize(), 0);
     const PushedTable* t = table("M Summary: Average Rate and Total");
     ASSERT_NE(t, nullptr);
     EXPECT_EQ(t->columns, (std::vector<std::string>{"Average Rate (mW)", "Total (mJ)"}));
     EXPECT_NEAR(t->real("Package 0/Average Rate (mW)"), 2000.0 / 3.0, 1e-9);
     EXPECT_EQ(t->real("Package 0/Total (mJ)"), 2000.0);
+    // Rates print with three significant digits, at least one decimal.
+    EXPECT_EQ(t->text("Package 0/Average Rate (mW)"), "666.7");
+    EXPECT_EQ(t->text("Package 1/Average Rate (mW)"), "0.333");
+    EXPECT_EQ(t->text("Package 1/Total (mJ)"), "1");
 }
 
 TEST_F(AccumulatorTest, DeltaWithoutQuantityKeepsTotalsAndDropsRates) {
