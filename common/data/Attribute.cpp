@@ -11,20 +11,15 @@ Attribute::Attribute(const std::string& name, const Quantity* q, AttributeType t
 Attribute::~Attribute() = default;
 
 const Attribute* Attribute::create(const std::string& name, const Quantity* q, AttributeType t) {
+    // Every call makes a new attribute. The lookup by type keeps the first
+    // attribute of each type, as the id map keeps its first entry.
     IdManager* m = idManager();
-    const uint8_t code = static_cast<uint8_t>(t);
-    if (m != nullptr) {
-        auto it = m->attributes.find(code);
-        if (it != m->attributes.end()) {
-            return it->second;
-        }
-    }
     Attribute* attribute = new Attribute(name, q, t);
     // Without a registry register_i keeps the object alive and reports it;
     // the lookup by type then has nowhere to live.
     register_i(attribute);
     if (m != nullptr) {
-        m->attributes.emplace(code, attribute);
+        m->attributes.emplace(static_cast<uint8_t>(t), attribute);
     }
     return attribute;
 }

@@ -99,6 +99,17 @@ const IdManager* topologyForCounts() {
     return m;
 }
 
+// A node's lookup key: its level and the path of its ids from the package
+// down, 16 bits per level (the topology tree's own key).
+std::pair<int, uint64_t> nodeKey(const TNode& node) {
+    uint64_t path = 0;
+    int shift = 0;
+    for (const TNode* n = &node; n != nullptr && shift < 64; n = n->getParent(), shift += 16) {
+        path |= static_cast<uint64_t>(static_cast<uint16_t>(n->getID())) << shift;
+    }
+    return {static_cast<int>(node.getType()), path};
+}
+
 template <typename Key>
 const EntityHandle* lookup(const std::map<Key, EntityHandle*> IdManager::*table, Key key) {
     const IdManager* m = topologyForHandles();
@@ -122,7 +133,10 @@ const EntityHandle* EntityHandle::getSystemHandle() {
 }
 
 const EntityHandle* EntityHandle::getCPUEntityHandle(const TNode* node) {
-    return lookup(&IdManager::nodes, node);
+    if (node == nullptr) {
+        return lookup(&IdManager::nodes, std::pair<int, uint64_t>(-1, 0));
+    }
+    return lookup(&IdManager::nodes, nodeKey(*node));
 }
 const EntityHandle* EntityHandle::getCPUPackageHandle(int id) {
     return lookup(&IdManager::packages, id);
@@ -193,7 +207,7 @@ bool addNodeEntities(IdManager& m, const TNode& node,
                      const std::map<const TNode*, int>& levelIndex) {
     EntityHandle* parent = m.cpu;
     if (node.getParent() != nullptr) {
-        const auto it = m.nodes.find(node.getParent());
+        const auto it = m.nodes.find(nodeKey(*node.getParent()));
         if (it == m.nodes.end()) {
             pwLog(PW_WARNING, "WARNING: Topology is broken");
             return false;
@@ -205,7 +219,7 @@ bool addNodeEntities(IdManager& m, const TNode& node,
     EntityHandle* entity = childNamed(parent, name);
     pwLog(PW_INFO, "INFO: NODE %p maps to ENTITY %p\n", static_cast<const void*>(&node),
           static_cast<const void*>(entity));
-    m.nodes[&node] = entity;
+    m.nodes[nodeKey(node)] = entity;
     std::map<int, EntityHandle*>* table = levelTable(m, node.getType());
     const auto index = levelIndex.find(&node);
     if (table != nullptr && index != levelIndex.end()) {

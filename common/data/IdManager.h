@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <map>
+#include <utility>
 #include <string>
 #include <vector>
 
@@ -40,7 +41,9 @@ struct IdManager {
     std::map<int, EntityHandle*> modules;
     std::map<int, EntityHandle*> cores;
     std::map<int, EntityHandle*> threads;
-    std::map<const TNode*, EntityHandle*> nodes;
+    // By node: its level and the path of ids from its package down, so the
+    // nodes of a copy of the system record find the same entities.
+    std::map<std::pair<int, uint64_t>, EntityHandle*> nodes;
 };
 
 // The registry, or null before UniqueId::initialize and after destroy.

@@ -98,7 +98,18 @@ const Quantity* Quantity::throughput() {
     return s_throughput_i;
 }
 const Quantity* Quantity::dummy() {
-    return s_dummy_i;
+    if (s_dummy_i != nullptr) {
+        return s_dummy_i;
+    }
+    // Before UniqueId::initialize and after destroy the registry's dummy
+    // does not exist: a refused create still hands out a usable quantity,
+    // one that no registry owns and that lives as long as the process.
+    static const Quantity* const s_unregistered = [] {
+        auto* q = new Quantity();
+        q->init_i(QuantityType::NONE, "ERROR", "ERROR", nullptr, 1.0);
+        return q;
+    }();
+    return s_unregistered;
 }
 
 const Quantity* Quantity::create(QuantityType type, const std::string& name,

@@ -29,16 +29,19 @@ const double c_two64 = 18446744073709551616.0;  // 2^64
 // Copies value into cell and gives the cell back its column's formatter:
 // Data assignment shares the source's formatter (or none), which would make
 // every cell print with the value's formatter instead of its column's.
+// A cell takes its value's type: minimum, maximum and total columns are
+// typed after one key's input, and a key whose input has another type (one
+// entity reporting INT, another UINT) keeps its own type in its cell.
 int assignKeepingFormatter(Data& cell, const Data& value) {
     std::unique_ptr<Formatter> column;
     if (const Formatter* own = cell.getCustomFormatter()) {
         column.reset(own->clone());
     }
-    const int status = cell.setValue(value);
+    cell = value;
     if (column) {
         cell.setCustomFormatter(*column);
     }
-    return status;
+    return 0;
 }
 
 }  // namespace

@@ -124,7 +124,7 @@ Metric::Metric(const std::string& name, MetricType type, const std::string& feat
       m_entityDescCombos(),
       m_timelineTable(TimelineTableType::NONE),
       m_suppressEntityInfoInSummary(false),
-      m_staticRowInfo(nullptr),
+      m_staticRowInfo(),
       m_defaultViewerDescriptor(nullptr),
       m_residencyScratch() {
     init();
@@ -134,7 +134,6 @@ Metric::~Metric() {
     for (Accumulator* accumulator : m_accumulators) {
         delete accumulator;
     }
-    delete m_staticRowInfo;
 }
 
 void Metric::init() {
@@ -549,7 +548,7 @@ int Metric::finalize() {
     MetricContainerInfoMessage info;
     info.setContainerHeader(m_containerTag);
     info.setMetricContainerTag(m_featureTag);
-    info.addStaticTableRowInfo(m_staticRowInfo);
+    info.addStaticTableRowInfo(m_staticRowInfo.get());
     info.setTimelineTableToDisplay(m_timelineTable);
     m_writerStream->pushMessage(info);
     return status;
@@ -627,11 +626,22 @@ int Metric::setTimelineTableToDisplay(TimelineTableType type) {
 }
 
 int Metric::addStaticTableRowInfo(TableMessage* table) {
-    if (table != m_staticRowInfo) {
-        delete m_staticRowInfo;
-        m_staticRowInfo = table;
+    if (table == nullptr) {
+        pwLog(PW_WARNING, "WARNING: %s: Please provide a table for the static row information.\n",
+              m_name.c_str());
+        return 1;
     }
-    return 0;
+    int status = 0;
+    for (const EntityHandle* entity : m_entities) {
+        status |= table->addEntity(entity);
+    }
+    for (const EntityDescCombo& combo : m_entityDescCombos) {
+        status |= table->addEntity(combo.entity);
+    }
+    if (status == 0) {
+        m_staticRowInfo.reset(new TableMessage(*table));
+    }
+    return status;
 }
 
 }  // namespace pwr

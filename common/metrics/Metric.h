@@ -18,7 +18,7 @@
 // output configuration parser; without either it throws std::runtime_error.
 //
 // Ownership: the metric owns its accumulators, the copies of the buffered
-// elements and the static row table handed to addStaticTableRowInfo. The
+// elements and its copy of the static row table (addStaticTableRowInfo). The
 // quantity, the system record, the writer stream, entities and descriptors
 // are borrowed and must outlive the metric.
 //
@@ -27,6 +27,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -185,11 +186,14 @@ class PWR_API Metric {
     int setTimelineTableToDisplay(TimelineTableType type);
     TimelineTableType getTimelineTableToDisplay() const { return m_timelineTable; }
 
-    // Hands the metric the table of its fixed per-row information (the
-    // metric owns it from now on and frees a table it held before); writers
-    // find it in the container information message. Null frees the table.
+    // Adds the metric's fixed rows to table, which stays the caller's: every
+    // entity the metric has seen or was told of (setEntityDescriptorCombinations)
+    // becomes a row. The table must not be created yet; null, or a created
+    // table, is refused with a warning and 1. The metric keeps a copy of the
+    // last such table, which writers find in the container information
+    // message.
     int addStaticTableRowInfo(TableMessage* table);
-    const TableMessage* getStaticTableRowInfo() const { return m_staticRowInfo; }
+    const TableMessage* getStaticTableRowInfo() const { return m_staticRowInfo.get(); }
 
   private:
     // Per entity: the timestamp of its last sampling point and of the point
@@ -250,7 +254,7 @@ class PWR_API Metric {
     std::vector<EntityDescCombo> m_entityDescCombos;
     TimelineTableType m_timelineTable;
     bool m_suppressEntityInfoInSummary;
-    TableMessage* m_staticRowInfo;
+    std::unique_ptr<TableMessage> m_staticRowInfo;
     const DataDescriptor* m_defaultViewerDescriptor;
     std::vector<ResidencyCheck> m_residencyScratch;
 };

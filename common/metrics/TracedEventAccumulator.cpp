@@ -104,24 +104,22 @@ int TracedEventAccumulator::nameCountTables_i(const Metric& metric) {
                                  title, notes, transpose)) {
             return 0;
         }
-        // The entity's row, one column per event name; events without a
-        // name are counted in the "Count" column.
+        // One table per entity: its row and the number of events it had.
+        // The counts per event name are the TOP-TEN-EVENT table's.
         TableMessage table(title, nullptr);
         table.setTextNotes(&notes);
         table.setTableMessageType(TableMessageType::EVENT_NAME_COUNTS);
         table.setRowEntity(events.entity);
-        for (const auto& name : events.names) {
-            table.addField(name.first.empty() ? std::string("Count") : name.first, DataType::UINT,
-                           false);
-        }
+        table.addField("Count", DataType::UINT, false);
         table.addEntity(events.entity);
         if (table.createTable() != 0) {
             return 1;
         }
-        unsigned int column = 0;
+        uint64_t count = 0;
         for (const auto& name : events.names) {
-            setCell_i(table, events.entity, column++, Data(name.second));
+            count += name.second;
         }
+        setCell_i(table, events.entity, 0, Data(count));
         pushTable_i(table, transpose);
     }
     return 0;

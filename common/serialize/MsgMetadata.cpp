@@ -112,11 +112,12 @@ int MsgMetadata::deserialize_i(Serializer& ser, unsigned version) {
     read.m_metricID = metricID;
     read.m_msgID = msgID;
     for (uint16_t i = 0; i < count; ++i) {
-        // Look at the type code before handing the bytes to the factory:
-        // only operation records may nest here, which also keeps a hostile
-        // file from nesting message records without end.
+        // Nested records go through the factory, which names an unknown
+        // type code; only operation records are accepted. A nested message
+        // record is refused before it is read, which keeps a hostile file
+        // from nesting message records without end.
         uint32_t type = 0;
-        if (ser.read(type) == 0 || type != c_operationMetadataType) {
+        if (ser.read(type) == 0 || type == c_msgMetadataType) {
             return -1;
         }
         ser.rewind_read(sizeof(type));

@@ -550,13 +550,13 @@ int SystemMetadata::readOptionalFields_i(Serializer& ser) {
     if (ser.read(vtioEnabled) == 0) {
         return olderRecordTagged("WARNING: couldn't extract VTIO information -- older file?!\n");
     }
-    // A missing or damaged tree leaves the one read so far (none, or the
-    // deprecated one of an old file). Trees are stored without their unique
-    // ids; numbering them again in key order gives threads their
-    // logical-processor index, as on the collecting machine.
-    if (cpuTopology.deserializeTree(ser) == 0) {
-        cpuTopology.setUniqueID();
-    }
+    // The tree is the last field: a record cut or damaged inside it keeps
+    // the nodes read before (a missing tree leaves the deprecated one of an
+    // old file), so its result is not checked. Trees are stored without
+    // their unique ids; numbering them again in key order gives threads
+    // their logical-processor index, as on the collecting machine.
+    cpuTopology.deserializeTree(ser);
+    cpuTopology.setUniqueID();
     return 0;
 }
 
@@ -674,9 +674,10 @@ std::string SystemMetadata::getSystemHWHeader() const {
         cpuTopology.getAllCores(cores);
         for (size_t i = 0; i < cores.size(); ++i) {
             const auto* core = dynamic_cast<const TNodeCore*>(cores[i]);
-            // c_32BitMask marks a core whose model the processor did not report.
-            if (core == nullptr || core->getCoreModelIDAndType() == 0 ||
-                core->getCoreModelIDAndType() == TNodeCore::c_32BitMask) {
+            // Every core that carries a value gets its line, also one whose
+            // model the processor did not report (c_32BitMask, the value of
+            // every core of an older tree): its name reads N/A.
+            if (core == nullptr || core->getCoreModelIDAndType() == 0) {
                 continue;
             }
             text << "\nCore" << i << " = " << getCPUNativeModelName(core->getCoreModelIDAndType());

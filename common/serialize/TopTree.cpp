@@ -602,15 +602,20 @@ int TopTree::deserializeTree(Serializer& in) {
     if (in.read(count) == 0) {
         return -1;
     }
+    // A record cut inside the tree keeps the nodes read before the cut (a
+    // missing value ends the list it was read for); a damaged node stops
+    // the reading and also keeps what came before it, with -1.
     TopTree tree;
+    int status = 0;
     for (uint16_t i = 0; i < count; ++i) {
         // An end marker in place of a package is a package left out.
         if (tree.readNode_i(in, nullptr, 0, 0) == ReadResult::Error) {
-            return -1;
+            status = -1;
+            break;
         }
     }
     swap(tree);
-    return 0;
+    return status;
 }
 
 int TopTree::deserializeTreeDeprecated(Serializer& in) {
@@ -640,21 +645,23 @@ bool TopTree::acceptsNode_i(top_node_type type, TNode* parent, uint64_t key, siz
 
 TopTree::ReadResult TopTree::readNode_i(Serializer& in, TNode* parent, uint64_t parentKey,
                                         size_t depth) {
+    // The end marker, or the end of the record: either ends this list. A
+    // node cut before its type or core value is left out the same way.
     int32_t id = 0;
-    if (in.read(id) == 0) {
-        return ReadResult::Error;
-    }
-    if (id < 0) {
+    if (in.read(id) == 0 || id < 0) {
         return ReadResult::End;
     }
     uint32_t rawType = 0;
-    if (in.read(rawType) == 0 || !isKnownType(rawType)) {
+    if (in.read(rawType) == 0) {
+        return ReadResult::End;
+    }
+    if (!isKnownType(rawType)) {
         return ReadResult::Error;
     }
     const auto type = static_cast<top_node_type>(rawType);
     uint32_t coreValue = TNodeCore::c_32BitMask;
     if (type == top_node_type::Core && in.read(coreValue) == 0) {
-        return ReadResult::Error;
+        return ReadResult::End;
     }
     const uint64_t key = makeKey(parentKey, id);
     if (!acceptsNode_i(type, parent, key, depth)) {

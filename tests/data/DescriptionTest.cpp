@@ -47,13 +47,19 @@ TEST_F(DescriptionTest, ShortNameFallsBackToTheName) {
     EXPECT_EQ(state.getType(), DescriptionType::STATE);
 }
 
-TEST_F(DescriptionTest, OneRegisteredAttributePerType) {
+TEST_F(DescriptionTest, EveryCreateRegistersAndTheTypeLookupKeepsTheFirst) {
     EXPECT_EQ(UniqueId::find(source->getId()), source);
     EXPECT_EQ(source->getQuantity(), Quantity::operations());
     EXPECT_EQ(Attribute::get(AttributeType::SOURCE), source);
     EXPECT_EQ(Attribute::get(AttributeType::TARGET), target);
-    // A second create of a taken type hands back the first attribute.
-    EXPECT_EQ(Attribute::create("Other", nullptr, AttributeType::SOURCE), source);
+    // A second create of a taken type makes a new attribute with its own
+    // name and quantity; the lookup by type still gives the first.
+    const Attribute* other = Attribute::create("Other", Quantity::power(), AttributeType::SOURCE);
+    ASSERT_NE(other, source);
+    EXPECT_EQ(UniqueId::find(other->getId()), other);
+    EXPECT_EQ(other->getName(), "Other");
+    EXPECT_EQ(other->getQuantity(), Quantity::power());
+    EXPECT_EQ(Attribute::get(AttributeType::SOURCE), source);
     EXPECT_EQ(source->getName(), "Source");
     EXPECT_TRUE(log.loggedExactly({}));
 

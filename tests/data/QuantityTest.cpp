@@ -115,5 +115,16 @@ TEST(QuantityRegistryTest, BuiltinsAreGoneWithTheRegistry) {
     EXPECT_TRUE(log.loggedExactly({}));
 }
 
+TEST(QuantityRegistryTest, RefusedCreateWithoutARegistryStillGivesTheDummy) {
+    test::LogCapture log;
+    const Quantity* refused = Quantity::create(QuantityType::TEMPERATURE, "T", "C", nullptr, 1.0);
+    ASSERT_NE(refused, nullptr);
+    EXPECT_EQ(refused->toQuantityString(), "ERROR");
+    EXPECT_EQ(refused->toUnitsString(), "ERROR");
+    EXPECT_EQ(Quantity::create(QuantityType::POWER, "P", "W", nullptr, 1.0), refused);
+    EXPECT_TRUE(log.loggedExactly({"WARNING: Can't create a custom quantity of specified type\n",
+                                   "WARNING: Can't create a custom quantity of specified type\n"}));
+}
+
 }  // namespace
 }  // namespace pwr

@@ -68,6 +68,29 @@ TEST_F(TopologyEntitiesTest, OneEntityPerNodeUnderItsParent) {
     EXPECT_TRUE(log.logged("INFO: node name = Thread 1\n"));
 }
 
+TEST_F(TopologyEntitiesTest, NodesOfACopyFindTheSameEntities) {
+    const SystemMetadata system = machine();
+    ASSERT_EQ(DataHandleProvider::initTopology(system), 0);
+    const SystemMetadata copy = system;
+    std::vector<const TNode*> original;
+    std::vector<const TNode*> copied;
+    for (top_node_type type : {top_node_type::Package, top_node_type::Module, top_node_type::Core,
+                               top_node_type::Thread}) {
+        system.getCPUTopology().getAllNodesOfType(original, type);
+        copy.getCPUTopology().getAllNodesOfType(copied, type);
+        ASSERT_EQ(original.size(), copied.size());
+        for (size_t i = 0; i < original.size(); ++i) {
+            ASSERT_NE(original[i], copied[i]);
+            const EntityHandle* entity = EntityHandle::getCPUEntityHandle(original[i]);
+            ASSERT_NE(entity, nullptr) << original[i]->getFullyQualifiedName();
+            EXPECT_EQ(EntityHandle::getCPUEntityHandle(copied[i]), entity);
+        }
+    }
+    EXPECT_EQ(nameOf(EntityHandle::getCPUEntityHandle(copied.back())),
+              "CPU/Package 1/Core 0/Thread 0");
+    EXPECT_EQ(EntityHandle::getCPUEntityHandle(nullptr), nullptr);
+}
+
 TEST_F(TopologyEntitiesTest, InitOnceResetRebuilds) {
     const SystemMetadata system = machine();
     ASSERT_EQ(DataHandleProvider::initTopology(system), 0);

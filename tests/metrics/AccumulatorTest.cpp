@@ -327,6 +327,59 @@ TEST_F(AccumulatorTest, TopTenOrdersByCountThenLastInsertedFirst) {
                                                "e08=1", "e07=1", "e06=1", "e05=1"}));
 }
 
+TEST_F(AccumulatorTest, EventNameCountsOneTablePerEntityWithItsCount) {
+    auto m = metric("EVENT", MetricType::TracedEvent, nullptr);
+    const EntityHandle* core0 = entity("Core 0");
+    const EntityHandle* core1 = entity("Core 1");
+    const Event* wake = Event::create(EventDescription("wake", "wake"));
+    const Event* idle = Event::create(EventDescription("idle", "idle"));
+    uint64_t ts = 2000;
+    for (const auto& sample : std::vector<std::pair<const EntityHandle*, const Event*>>{
+             {core0, wake}, {core1, idle}, {core0, idle}, {core0, wake}}) {
+        ASSERT_EQ(put(*m, ts, sample.first, nullptr, Data(*sample.second), 10), 0);
+        ts += 100;
+    }
+    ASSERT_EQ(m->finalize(), 0);
+    const PushedTable* first = table("M Summary: Type Count for Core 0");
+    const PushedTable* second = table("M Summary: Type Count for Core 1");
+    ASSERT_NE(first, nullptr);
+    ASSERT_NE(second, nullptr);
+    EXPECT_EQ(first->type, TableMessageType::EVENT_NAME_COUNTS);
+    EXPECT_EQ(first->columns, std::vector<std::string>{"Count"});
+    EXPECT_EQ(first->rows, std::vector<std::string>{"Core 0"});
+    EXPECT_EQ(first->real("Core 0/Count"), 3.0);
+    EXPECT_EQ(second->rows, std::vector<std::string>{"Core 1"});
+    EXPECT_EQ(second->real("Core 1/Count"), 1.0);
+}
+
+TEST_F(AccumulatorTest, MinMaxAndTotalsKeepEachKeysOwnType) {
+    auto value = metric("VALUE", MetricType::SampledValue, nullptr);
+    auto delta = metric("DELTA", MetricType::SampledDelta, Quantity::energy());
+    const EntityHandle* signedOne = entity("Signed");
+    const EntityHandle* unsignedOne = entity("Unsigned");
+    for (uint64_t ts : {2000u, 4000u}) {
+        const auto step = static_cast<int64_t>(ts / 1000);
+        ASSERT_EQ(put(*value, ts, signedOne, nullptr, Data(int64_t{-5} * step)), 0);
+        ASSERT_EQ(put(*value, ts, unsignedOne, nullptr, Data(uint64_t{7} * ts)), 0);
+        ASSERT_EQ(put(*delta, ts, signedOne, nullptr, Data(int64_t{-3})), 0);
+        ASSERT_EQ(put(*delta, ts, unsignedOne, nullptr, Data(uint64_t{4})), 0);
+    }
+    ASSERT_EQ(value->finalize(), 0);
+    ASSERT_EQ(delta->finalize(), 0);
+    EXPECT_TRUE(cap.loggedExactly({}));
+    const PushedTable* minMax = table("M Summary - Sampled: Min/Max/Avg");
+    ASSERT_NE(minMax, nullptr);
+    EXPECT_EQ(minMax->cells.at("Signed/Min").getType(), DataType::INT);
+    EXPECT_EQ(minMax->text("Signed/Min"), "-20");
+    EXPECT_EQ(minMax->text("Signed/Max"), "-10");
+    EXPECT_EQ(minMax->cells.at("Unsigned/Max").getType(), DataType::UINT);
+    EXPECT_EQ(minMax->text("Unsigned/Max"), "28000");
+    const PushedTable* totals = table("M Summary: Average Rate and Total");
+    ASSERT_NE(totals, nullptr);
+    EXPECT_EQ(totals->text("Signed/Total (mJ)"), "-6");
+    EXPECT_EQ(totals->text("Unsigned/Total (mJ)"), "8");
+}
+
 TEST_F(AccumulatorTest, ResidencyDurationOncePerPointAndColumnsAddUp) {
     auto m = metric("RES", MetricType::SampledResidency, Quantity::time());
     const EntityHandle* e = entity("Core 0");

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "common/data/Quantity.h"
+#include "common/messages/TableMessage.h"
 #include "common/metrics/Metric.h"
 #include "tests/metrics/MetricTestSupport.h"
 
@@ -215,6 +216,34 @@ TEST_F(MetricTest, FinalizeWithoutDataWarnsAndSettersCheckTheirInput) {
     EXPECT_EQ(d.getTimelineTableToDisplay(), TimelineTableType::NONE);
     EXPECT_EQ(d.setEntityDescriptorCombinations({{core, nullptr}}), 0);
     EXPECT_EQ(d.getEntityDescriptorCombinations().size(), 1u);
+}
+
+TEST_F(MetricTest, StaticRowInformationGoesIntoTheCallersTable) {
+    const EntityHandle* core0 = entity("Core 0");
+    const EntityHandle* core1 = entity("Core 1");
+    TableMessage rows("Rows", nullptr);
+    ASSERT_EQ(rows.addField("Name", DataType::STRING, false), 0);
+    {
+        Metric m("M", MetricType::SampledValue, "test", "VALUE", system, nullptr);
+        ASSERT_EQ(m.setEntityDescriptorCombinations({{core1, nullptr}}), 0);
+        DataElement element(core0, nullptr);
+        element.setValue(Data(uint64_t{1}));
+        ASSERT_EQ(m.setData(2000, element, 0), 0);
+        cap.clear();
+        EXPECT_EQ(m.addStaticTableRowInfo(&rows), 0);
+        EXPECT_EQ(rows.getEntityCount(), 2u);
+        // The metric keeps a copy of its own; the table stays the caller's.
+        ASSERT_NE(m.getStaticTableRowInfo(), nullptr);
+        EXPECT_NE(m.getStaticTableRowInfo(), &rows);
+        EXPECT_EQ(m.getStaticTableRowInfo()->getEntityCount(), 2u);
+        EXPECT_EQ(m.addStaticTableRowInfo(nullptr), 1);
+        EXPECT_TRUE(cap.loggedExactly(
+            {"WARNING: M: Please provide a table for the static row information.\n"}));
+    }
+    // The metric is gone and the table is whole (a metric that took it over
+    // would have freed it here).
+    ASSERT_EQ(rows.createTable(), 0);
+    EXPECT_EQ(rows.getEntityCount(), 2u);
 }
 
 }  // namespace

@@ -199,6 +199,41 @@ TEST(MetadataTest, HostileInputIsRefused) {
         nested.u32(0).u32(1).u32(2).u32(3).str("cap").u16(0).str("msg").u16(1);
     }
     EXPECT_EQ(readBack(nested.data), nullptr);
+    // A nested record of an unknown type is named like a top-level one; a
+    // nested record of another known kind is read and refused.
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(readBack(Bytes()
+                           .u32(0)
+                           .u32(1)
+                           .u32(2)
+                           .u32(3)
+                           .str("cap")
+                           .u16(0)
+                           .str("msg")
+                           .u16(1)
+                           .u32(1179800662)
+                           .data),
+              nullptr);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "ERROR: unsupported Metadata Data Type 1179800662\n");
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(readBack(Bytes()
+                           .u32(0)
+                           .u32(1)
+                           .u32(2)
+                           .u32(3)
+                           .str("cap")
+                           .u16(0)
+                           .str("msg")
+                           .u16(1)
+                           .u32(4)
+                           .str("col")
+                           .u16(0)
+                           .u16(0)
+                           .u16(0)
+                           .data),
+              nullptr);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
     // Counts far beyond the bytes present.
     const Bytes manyPairs = Bytes().u32(4).str("col").u16(0xFFFF).str("x").str("1");
     EXPECT_EQ(readBack(manyPairs.data), nullptr);

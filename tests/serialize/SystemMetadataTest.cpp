@@ -369,7 +369,8 @@ TEST_F(SystemMetadataTest, HardwareHeader) {
               "\nPCI: IPU6 Imaging Unit\nPCI: NPU Neural Processing Unit\nPCH: N/A"
               "\nIOE: Meteor Lake IOE\nEDRAM Present: Yes \nTotal # of packages: 1"
               " \nTotal # of modules: 2 \nTotal # of cores: 2"
-              " \nTotal # of logical processors: 2\n\nCPU native model:");
+              " \nTotal # of logical processors: 2\n\nCPU native model:"
+              "\nCore0 = N/A\nCore1 = N/A");
     m.fms = {0x19, 0x21, 0};
     m.platformName = "OTHER";
     m.edramCap = 7;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -151,14 +152,18 @@ TEST(TopTreeTest, UniqueIdsFollowKeyOrderAndCopiesAreDeep) {
     EXPECT_EQ(copy.getNumCores(), 4u);
 }
 
-TEST(TopTreeTest, TruncatedOrMalformedInputIsRefusedAndKeepsTheTree) {
-    std::vector<std::vector<char>> inputs = {
-        Bytes().u16(1).i32(0).u32(8).i32(-1).data,              // unknown type
-        Bytes().u16(1).i32(0).u32(c_core).u32(0).i32(-1).data,  // a core at the root
-        Bytes().u16(1).i32(0).u32(c_package).i32(1).u32(c_package).i32(-1).i32(-1).data,
-        Bytes().u16(2).i32(0).u32(c_package).i32(-1).i32(0).u32(c_package).i32(-1).data,
+TEST(TopTreeTest, DamagedInputKeepsTheNodesBeforeTheDamage) {
+    // Each damaged input and the packages read before its damage.
+    std::vector<std::pair<std::vector<char>, std::vector<std::string>>> inputs = {
+        {Bytes().u16(1).i32(0).u32(8).i32(-1).data, {}},              // unknown type
+        {Bytes().u16(1).i32(0).u32(c_core).u32(0).i32(-1).data, {}},  // a core at the root
+        {Bytes().u16(1).i32(0).u32(c_package).i32(1).u32(c_package).i32(-1).i32(-1).data,
+         {"Package 0"}},
+        {Bytes().u16(2).i32(0).u32(c_package).i32(-1).i32(0).u32(c_package).i32(-1).data,
+         {"Package 0"}},
         // Ids are cut to 16 bits in keys: 0x10001 takes the key of 1.
-        Bytes().u16(2).i32(1).u32(c_package).i32(-1).i32(0x10001).u32(c_package).i32(-1).data,
+        {Bytes().u16(2).i32(1).u32(c_package).i32(-1).i32(0x10001).u32(c_package).i32(-1).data,
+         {"Package 1"}},
     };
     Bytes tooDeep;
     tooDeep.u16(1).i32(0).u32(c_package);
@@ -168,19 +173,50 @@ TEST(TopTreeTest, TruncatedOrMalformedInputIsRefusedAndKeepsTheTree) {
     for (size_t i = 0; i <= TopTree::c_maxDepth; ++i) {
         tooDeep.i32(-1);
     }
-    inputs.push_back(tooDeep.data);
-    const std::vector<char> full = machineBytes();
-    for (size_t length = 0; length < full.size(); ++length) {
-        inputs.push_back(cut(full, length));
-    }
+    inputs.emplace_back(tooDeep.data, std::vector<std::string>{"Package 0"});
     TopTree before;
     before.addNode(7, -1, 7, 7);
     for (size_t i = 0; i < inputs.size(); ++i) {
         TopTree tree(before);
-        Serializer in(inputs[i]);
+        Serializer in(inputs[i].first);
         EXPECT_EQ(tree.deserializeTree(in), -1) << "input " << i;
-        EXPECT_EQ(allNames(tree), allNames(before)) << "input " << i;
+        std::vector<const TNode*> packages;
+        tree.getAllPackages(packages);
+        std::vector<std::string> names;
+        for (const TNode* package : packages) {
+            names.push_back(package->getFullyQualifiedName());
+        }
+        EXPECT_EQ(names, inputs[i].second) << "input " << i;
     }
+}
+
+TEST(TopTreeTest, CutInputEndsTheListsAndKeepsWhatWasRead) {
+    const std::vector<char> full = machineBytes();
+    const std::vector<std::string> all = allNames(machine());
+    TopTree before;
+    before.addNode(7, -1, 7, 7);
+    size_t previous = 0;
+    for (size_t length = 0; length < full.size(); ++length) {
+        TopTree tree(before);
+        Serializer in(cut(full, length));
+        if (length < 2) {
+            // Without the package count there is no tree: the old one stays.
+            EXPECT_EQ(tree.deserializeTree(in), -1);
+            EXPECT_EQ(allNames(tree), allNames(before));
+            continue;
+        }
+        // A missing value ends the list: every node read before the cut is
+        // kept, a node cut before its type or core value is left out.
+        ASSERT_EQ(tree.deserializeTree(in), 0) << "length " << length;
+        const std::vector<std::string> names = allNames(tree);
+        for (const std::string& name : names) {
+            EXPECT_NE(std::find(all.begin(), all.end(), name), all.end()) << name;
+        }
+        EXPECT_GE(names.size(), previous) << "length " << length;
+        previous = names.size();
+    }
+    // Cut just before the last thread's end markers, every node is there.
+    EXPECT_EQ(previous, all.size());
 }
 
 TEST(TopTreeTest, DeprecatedFormRoundTripsWithoutCoreValues) {
