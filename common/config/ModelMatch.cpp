@@ -47,6 +47,10 @@ ValueSpecifier::ValueSpecifier(const std::string& type, const std::string& value
 
 ValueSpecifier::~ValueSpecifier() = default;
 
+ValueSpecifier* ValueSpecifier::clone() const {
+    return new ValueSpecifier(*this);
+}
+
 std::string ValueSpecifier::toString() const {
     return m_valueStr;
 }
@@ -65,6 +69,10 @@ RangeSpecifier::RangeSpecifier(const std::string& type, uint64_t first, uint64_t
     : Specifier(type), m_first(first), m_last(last) {}
 
 RangeSpecifier::~RangeSpecifier() = default;
+
+RangeSpecifier* RangeSpecifier::clone() const {
+    return new RangeSpecifier(*this);
+}
 
 std::string RangeSpecifier::toString() const {
     char text[64];
@@ -88,6 +96,10 @@ FMSSpecifier::FMSSpecifier(int family, int model, int stepping)
     : Specifier("FMS"), m_family(family), m_model(model), m_stepping(stepping) {}
 
 FMSSpecifier::~FMSSpecifier() = default;
+
+FMSSpecifier* FMSSpecifier::clone() const {
+    return new FMSSpecifier(*this);
+}
 
 bool FMSSpecifier::parse(const std::string& text, int& family, int& model, int& stepping,
                          bool allowOpen) {
@@ -157,6 +169,10 @@ PCISpecifier::PCISpecifier(const std::string& vendor, const std::string& device)
 
 PCISpecifier::~PCISpecifier() = default;
 
+PCISpecifier* PCISpecifier::clone() const {
+    return new PCISpecifier(*this);
+}
+
 bool PCISpecifier::split(const std::string& text, std::string& vendor, std::string& device) {
     const size_t comma = text.find(',');
     std::string v;
@@ -196,6 +212,10 @@ PMTSpecifier::PMTSpecifier(const std::string& guid) : Specifier("PMT"), m_guid(0
 }
 
 PMTSpecifier::~PMTSpecifier() = default;
+
+PMTSpecifier* PMTSpecifier::clone() const {
+    return new PMTSpecifier(*this);
+}
 
 bool PMTSpecifier::split(const std::string& text, std::string& guid) {
     return afterKey_i(text, "GUID", guid);

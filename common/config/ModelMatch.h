@@ -36,17 +36,22 @@ enum class SpecifierMatch : int {
 
 class PWR_API Specifier {
   public:
-    Specifier(const Specifier&) = delete;
     Specifier& operator=(const Specifier&) = delete;
     virtual ~Specifier();
 
     const std::string& getType() const { return m_type; }
-    SpecifierMatch is_match(const std::string& value) const { return is_match_i(value); }
+    // Answers through is_match_i; a subclass may also take over the whole
+    // match.
+    virtual SpecifierMatch is_match(const std::string& value) const { return is_match_i(value); }
     // The specifier in the form the configuration writes it.
     virtual std::string toString() const = 0;
+    // A copy of the same class, owned by the caller.
+    virtual Specifier* clone() const = 0;
 
   protected:
     explicit Specifier(const std::string& type);
+    // Only the classes themselves copy, through clone: no slicing.
+    Specifier(const Specifier&) = default;
     virtual SpecifierMatch is_match_i(const std::string& value) const = 0;
 
   private:
@@ -57,6 +62,7 @@ class PWR_API ValueSpecifier : public Specifier {
   public:
     ValueSpecifier(const std::string& type, const std::string& value);
     ~ValueSpecifier() override;
+    ValueSpecifier* clone() const override;
     std::string toString() const override;
 
   protected:
@@ -72,6 +78,7 @@ class PWR_API RangeSpecifier : public Specifier {
   public:
     RangeSpecifier(const std::string& type, uint64_t first, uint64_t last);
     ~RangeSpecifier() override;
+    RangeSpecifier* clone() const override;
     uint64_t getFirst() const { return m_first; }
     uint64_t getLast() const { return m_last; }
     std::string toString() const override;
@@ -91,6 +98,7 @@ class PWR_API FMSSpecifier : public Specifier {
     // A part of -1 is open.
     FMSSpecifier(int family, int model, int stepping);
     ~FMSSpecifier() override;
+    FMSSpecifier* clone() const override;
 
     // Reads the configuration form into the parts (-1 for an open part);
     // false, with the parts untouched, when text is not one. Without
@@ -120,6 +128,7 @@ class PWR_API PCISpecifier : public Specifier {
     // PCI specifier") unless both are numbers of 16 bits.
     PCISpecifier(const std::string& vendor, const std::string& device);
     ~PCISpecifier() override;
+    PCISpecifier* clone() const override;
 
     // Cuts "VENDOR=<vendor>,DEVICE=<device>" into its two non-empty parts.
     static bool split(const std::string& text, std::string& vendor, std::string& device);
@@ -142,6 +151,7 @@ class PWR_API PMTSpecifier : public Specifier {
     // PMT specifier") unless guid is a number of 32 bits.
     explicit PMTSpecifier(const std::string& guid);
     ~PMTSpecifier() override;
+    PMTSpecifier* clone() const override;
 
     // Cuts "GUID=<guid>" into its non-empty number part.
     static bool split(const std::string& text, std::string& guid);

@@ -15,7 +15,7 @@ bool splitMask_i(const std::string& mask, uint64_t& msb, uint64_t& lsb) {
         return false;
     }
     return parseConfigNumber(mask.substr(0, colon), msb) &&
-           parseConfigNumber(mask.substr(colon + 1), lsb) && msb <= 0xFF && lsb <= 0xFF;
+           parseConfigNumber(mask.substr(colon + 1), lsb);
 }
 
 bool parseDecimal8_i(const std::string& text, uint8_t& out) {

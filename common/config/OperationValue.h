@@ -27,10 +27,12 @@ struct QFormat {
 // bits. Nothing else (signs, blanks, suffixes) is accepted.
 PWR_API bool parseConfigNumber(const std::string& text, uint64_t& out);
 
-// Exactly two ":"-separated fields, both numbers that fit 8 bits.
+// Exactly two ":"-separated fields, both numbers (as parseConfigNumber reads
+// them). Whether the bits exist is the reader's business: "300:0" is a mask.
 PWR_API bool isMaskValid(const std::string& mask);
-// The first (most significant) and second (least significant) bit of a mask;
-// 0 when the mask is not valid.
+// The first (most significant) and second (least significant) field of a
+// mask as 8-bit numbers (a larger field keeps its low 8 bits); 0 when the
+// mask is not valid.
 PWR_API uint8_t retrieveMsbFromMask(const std::string& mask);
 PWR_API uint8_t retrieveLsbFromMask(const std::string& mask);
 // Bits msb down to lsb of value, shifted down to bit 0. An msb of 63 or more

@@ -55,26 +55,16 @@ bool isDigit_i(char c) {
     return c >= '0' && c <= '9';
 }
 
-// A letter, then letters, digits and the characters of extra.
-bool isName_i(const std::string& text, const std::string& extra) {
-    if (text.empty() || !isLetter_i(text[0])) {
-        return false;
-    }
-    for (char c : text) {
-        if (!isLetter_i(c) && !isDigit_i(c) && extra.find(c) == std::string::npos) {
-            return false;
-        }
-    }
-    return true;
+// Platform names, parents and capability prefixes may hold any character
+// the line splitting leaves in a token ("ALL_CORE+1_..." has the prefix
+// "CORE+1"); they only have to name something.
+bool isName_i(const std::string& text) {
+    return !text.empty();
 }
 
-// Platform names end at "-", which introduces the parent.
-bool isPlatformName_i(const std::string& text) {
-    return isName_i(text, "");
-}
-
+// A message tag begins with a letter; the rest is free ("C6+X").
 bool isTagName_i(const std::string& text) {
-    return isName_i(text, "-.");
+    return !text.empty() && isLetter_i(text[0]);
 }
 
 // Printable text without blanks.
@@ -223,6 +213,58 @@ void VexaConfigFileParser::destroy_i() {
     m_msg = nullptr;
     m_op = nullptr;
     m_parsed = false;
+}
+
+VexaConfigFileParser& VexaConfigFileParser::operator=(const VexaConfigFileParser& other) {
+    if (this == &other) {
+        return *this;
+    }
+    // Build the whole copy first, so that a failure leaves this parser as it
+    // was.
+    std::map<std::string, std::unique_ptr<Platform>> platforms;
+    std::vector<Platform*> order;
+    for (const Platform* from : other.m_platformOrder) {
+        std::unique_ptr<Platform> to(new Platform());
+        to->name = from->name;
+        to->parent = from->parent;
+        to->explicitParent = from->explicitParent;
+        to->children = from->children;
+        for (const auto& specifier : from->specifiers) {
+            to->specifiers.push_back(std::unique_ptr<Specifier>(specifier->clone()));
+        }
+        for (const auto& prefix : from->prefixes) {
+            PrefixEntry& entry = to->prefixes[prefix.first];
+            entry.inherit = prefix.second.inherit;
+            if (prefix.second.cap) {
+                entry.cap.reset(new ConfigCap(*prefix.second.cap));
+            }
+            for (const auto& msg : prefix.second.messages) {
+                std::unique_ptr<MsgEntry> copy(new MsgEntry());
+                copy->msg.reset(new InputMsg(*msg->msg));
+                copy->group = msg->group;
+                copy->grouped = msg->grouped;
+                entry.byName.emplace(copy->msg->getName(), copy.get());
+                entry.messages.push_back(std::move(copy));
+            }
+        }
+        order.push_back(to.get());
+        platforms.emplace(to->name, std::move(to));
+    }
+    m_platforms.swap(platforms);
+    m_platformOrder.swap(order);
+    m_registry = other.m_registry;
+    m_orphans = other.m_orphans;
+    m_parsed = other.m_parsed;
+    // The cursor pointed into other's platforms: no line is being parsed.
+    m_tokens.clear();
+    m_headName.clear();
+    m_headParent.clear();
+    m_platform = nullptr;
+    m_modelType.clear();
+    m_prefix.clear();
+    m_msg = nullptr;
+    m_op = nullptr;
+    return *this;
 }
 
 void VexaConfigFileParser::reset_i() {
@@ -512,7 +554,7 @@ int VexaConfigFileParser::platformRule() {
 
 int VexaConfigFileParser::platformHead() {
     m_headName = token_i(0).substr(0, token_i(0).find('-'));
-    return isPlatformName_i(m_headName) ? 0 : fail_i(__func__);
+    return isName_i(m_headName) ? 0 : fail_i(__func__);
 }
 
 int VexaConfigFileParser::platformTail() {
@@ -522,7 +564,7 @@ int VexaConfigFileParser::platformTail() {
         return 0;
     }
     const std::string parent = token_i(0).substr(dash + 1);
-    if (!isPlatformName_i(parent)) {
+    if (!isName_i(parent)) {
         return fail_i(__func__);
     }
     if (parent == m_headName || m_headName == c_root) {
@@ -622,7 +664,7 @@ int VexaConfigFileParser::modelPMTRule() {
 }
 
 int VexaConfigFileParser::modelOtherRule() {
-    return isTagName_i(m_modelType) && modelSpec() == 0 ? 0 : fail_i(__func__);
+    return isName_i(m_modelType) && modelSpec() == 0 ? 0 : fail_i(__func__);
 }
 
 int VexaConfigFileParser::modelSpec() {
@@ -755,7 +797,7 @@ int VexaConfigFileParser::PMTValue() {
 // Prefix, capability and inherit rules
 
 int VexaConfigFileParser::prefixRule() {
-    if (!isTagName_i(token_i(1))) {
+    if (!isName_i(token_i(1))) {
         return fail_i(__func__);
     }
     m_prefix = token_i(1);
@@ -977,10 +1019,12 @@ int VexaConfigFileParser::msgGroupList() {
 }
 
 int VexaConfigFileParser::name(const std::string& text) {
+    // "<tag>" or "<prefix>_<tag>". Neither part can hold "_", which no token
+    // of a line holds.
     const size_t cut = text.find('_');
-    const bool valid = cut == std::string::npos
-                           ? isTagName_i(text)
-                           : isTagName_i(text.substr(0, cut)) && isTagName_i(text.substr(cut + 1));
+    const std::string tagPart = cut == std::string::npos ? text : text.substr(cut + 1);
+    const bool valid = (cut == std::string::npos || isName_i(text.substr(0, cut))) &&
+                       isTagName_i(tagPart) && tagPart.find('_') == std::string::npos;
     return valid ? 0 : fail_i(__func__);
 }
 
@@ -1176,7 +1220,7 @@ int VexaConfigFileParser::hwMechRule() {
 
 int VexaConfigFileParser::hwCatRule() {
     const std::string& category = token_i(4);
-    if (!isTagName_i(category) || !m_op->acceptsCategory(category)) {
+    if (category.empty() || !m_op->acceptsCategory(category)) {
         pwLog(PW_ERROR, "ERROR: unknown hardware category %s for operation %s\n", category.c_str(),
               m_op->getOperation().c_str());
         return fail_i(__func__);

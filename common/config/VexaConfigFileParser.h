@@ -97,7 +97,11 @@ class PWR_API VexaConfigFileParser {
     static const CollectorRegistry* getCollectorRegistry();
 
     VexaConfigFileParser(const VexaConfigFileParser&) = delete;
-    VexaConfigFileParser& operator=(const VexaConfigFileParser&) = delete;
+    // Replaces what this parser read with a deep copy of what other read:
+    // platforms, specifiers, capabilities, messages and their operations.
+    // The messages and capabilities this parser handed out before are freed;
+    // self-assignment changes nothing. Collectors are borrowed by both.
+    VexaConfigFileParser& operator=(const VexaConfigFileParser& other);
 
     // Reads every file (a bad file does not stop the others from being
     // checked), then binds the operations for sys. 0, or -1 after printing

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "common/data/IdManager.h"
+#include "common/plugins/WriterStream.h"
 #include "common/runtime/Log.h"
 // The topology entities are built from the system record of the serialize
 // layer. Both are parts of this library, so the source may include it; the
@@ -309,6 +310,14 @@ int DataHandleProvider::resetTopology(const SystemMetadata& system) {
 
 void DataHandleProvider::addStream(IdAnnouncer* stream) {
     setAnnouncer_i(stream);
+}
+
+void DataHandleProvider::addStream(::WriterStream* stream) {
+    setAnnouncer_i(stream);
+}
+
+void DataHandleProvider::addStream(std::nullptr_t) {
+    setAnnouncer_i(nullptr);
 }
 
 }  // namespace pwr

@@ -8,12 +8,15 @@
 // they answer only after the topology entity tree has been built.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
 #include "common/data/AttributeValueManager.h"
 #include "common/data/DataHandle.h"
 #include "common/runtime/Export.h"
+
+class WriterStream;
 
 namespace pwr {
 
@@ -102,6 +105,9 @@ class PWR_API DataHandleProvider {
     static int resetTopology(const SystemMetadata& system);
     // New objects are announced to stream from now on (null stops it).
     static void addStream(IdAnnouncer* stream);
+    static void addStream(::WriterStream* stream);
+    // Stops the announcements (a plain null would fit both forms above).
+    static void addStream(std::nullptr_t);
 };
 
 }  // namespace pwr

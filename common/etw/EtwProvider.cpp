@@ -82,6 +82,14 @@ bool EtwProvider::WriteOrderedStructEvent(const EtwEventDescriptor& descriptor, 
     return WriteEvent(event);
 }
 
+const void* EtwProvider::ReadStructEvent(const EtwEventRecord* record) {
+    return ReadStructEvent(record, nullptr);
+}
+
+const void* EtwProvider::ReadOrderedStructEvent(const EtwEventRecord* record) {
+    return ReadOrderedStructEvent(record, nullptr, nullptr);
+}
+
 const void* EtwProvider::ReadStructEvent(const EtwEventRecord* record, uint32_t* size) {
     if (record == nullptr || record->userData == nullptr || record->userDataLength == 0) {
         return nullptr;

@@ -18,6 +18,12 @@
 #include "common/etw/EtwBackend.h"
 #include "common/runtime/Export.h"
 
+#if defined(_WIN32)
+// The system's event record, for callers that run their own ProcessTrace
+// callback; declared here so that this header needs no <windows.h>.
+struct _EVENT_RECORD;
+#endif
+
 class PWR_API EtwEvent {
   public:
     explicit EtwEvent(const EtwEventDescriptor& descriptor);
@@ -60,12 +66,22 @@ class PWR_API EtwProvider {
     virtual bool WriteOrderedStructEvent(const EtwEventDescriptor& descriptor, const void* data,
                                          uint32_t size, uint32_t order);
 
-    // The structure of a struct event and its size; null when there is none.
+    // The structure of a struct event (as WriteStructEvent wrote it); null
+    // when there is none.
+    static const void* ReadStructEvent(const EtwEventRecord* record);
+    // The same, and its size when size is not null.
     static const void* ReadStructEvent(const EtwEventRecord* record, uint32_t* size);
-    // The structure of an ordered struct event, its order number and size;
-    // null when the record is too short.
+    // The structure of an ordered struct event (as WriteOrderedStructEvent
+    // wrote it), behind its order number; null when the record is too short.
+    static const void* ReadOrderedStructEvent(const EtwEventRecord* record);
+    // The same, and its order number and size when those are not null.
     static const void* ReadOrderedStructEvent(const EtwEventRecord* record, uint32_t* order,
                                               uint32_t* size);
+#if defined(_WIN32)
+    // The same readers on the system's record.
+    static const void* ReadStructEvent(const _EVENT_RECORD* record);
+    static const void* ReadOrderedStructEvent(const _EVENT_RECORD* record);
+#endif
 
   private:
     EtwGuid m_guid;

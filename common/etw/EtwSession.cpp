@@ -20,18 +20,8 @@ struct GuidLess {
     }
 };
 
-// Process-wide merge state; one merge at a time.
-std::mutex s_mergeMutex;
-std::vector<std::string> s_mergeFileList;
-std::unique_ptr<std::thread> s_mergeThreadHandle;
-
 std::mutex s_namesMutex;
 std::map<EtwGuid, std::string, GuidLess> s_providerNames;
-
-struct MergeJob {
-    std::string outputPath;
-    std::vector<std::string> files;
-};
 
 void put32(std::vector<uint8_t>& block, uint32_t offset, uint32_t value) {
     std::memcpy(block.data() + offset, &value, sizeof(value));
@@ -86,6 +76,10 @@ const std::vector<std::string>& etwProviderNames() {
     return names;
 }
 
+std::mutex EtwSession::s_mergeMutex;
+std::vector<std::string> EtwSession::s_mergeFileList;
+std::unique_ptr<std::thread> EtwSession::s_mergeThreadHandle;
+
 EtwSession::EtwSession() = default;
 
 EtwSession::EtwSession(std::string sessionName, const std::string& logFileName,
@@ -95,7 +89,25 @@ EtwSession::EtwSession(std::string sessionName, const std::string& logFileName,
       m_inputFileName(inputFileName),
       m_label(label) {}
 
-EtwSession::EtwSession(const EtwSession& other) = default;
+EtwSession::EtwSession(const EtwSession& other)
+    : m_sessionName(other.m_sessionName),
+      m_logFileName(other.m_logFileName),
+      m_inputFileName(other.m_inputFileName),
+      m_label(other.m_label),
+      m_sessionHandle(other.m_sessionHandle),
+      m_sessionGuid(other.m_sessionGuid),
+      m_properties(other.m_properties),
+      m_bufferSizeKB(other.m_bufferSizeKB),
+      m_maximumBuffers(other.m_maximumBuffers),
+      m_minimumBuffers(other.m_minimumBuffers),
+      m_providers(other.m_providers),
+      m_keywords(other.m_keywords),
+      m_callback(other.m_callback) {
+    // The trace file the original opened stays the original's to process and
+    // close (m_traceHandle, m_traceOpen and m_fileEventsLost keep their
+    // defaults): two sessions closing one handle would close a handle the
+    // system may have given to someone else by then.
+}
 
 EtwSession::~EtwSession() {
     // A file opened for post-processing but never processed still holds a
@@ -419,15 +431,11 @@ bool EtwSession::mergeLogs(const std::string& outputPath) {
     if (s_mergeThreadHandle) {
         return false;  // the previous merge has not been waited for
     }
-    auto job = std::make_unique<MergeJob>();
-    job->outputPath = outputPath;
-    job->files.swap(s_mergeFileList);
     try {
-        MergeJob* arg = job.get();
-        s_mergeThreadHandle = std::make_unique<std::thread>([arg] { mergeThread(arg); });
-        job.release();  // the thread owns it now
+        // The thread keeps its own copy of the path for as long as it runs.
+        s_mergeThreadHandle =
+            std::make_unique<std::thread>([path = outputPath]() mutable { mergeThread(&path[0]); });
     } catch (const std::system_error&) {
-        s_mergeFileList.swap(job->files);
         return false;
     }
     return true;
@@ -447,7 +455,12 @@ void EtwSession::waitForMergeComplete() {
 }
 
 unsigned EtwSession::mergeThread(void* arg) {
-    std::unique_ptr<MergeJob> job(static_cast<MergeJob*>(arg));
+    const std::string outputPath = arg != nullptr ? static_cast<const char*>(arg) : "";
+    std::vector<std::string> files;
+    {
+        std::lock_guard<std::mutex> lock(s_mergeMutex);
+        files.swap(s_mergeFileList);
+    }
     EtwBackend& backend = etwBackend();
     // The merge library ships beside the program.
     std::string directory;
@@ -463,9 +476,9 @@ unsigned EtwSession::mergeThread(void* arg) {
                          "WARNING: Unable to merge trace files because LoadLibrary() failed.\n");
         return 1;
     }
-    const std::string merged = mergedFileName(job->outputPath);
+    const std::string merged = mergedFileName(outputPath);
     pwr::pwLogTagged(c_tag, PW_INFO, "Merging ETW files to \"%s\" started.\n", merged.c_str());
-    const unsigned long status = backend.createMergedTraceFile(merged, job->files);
+    const unsigned long status = backend.createMergedTraceFile(merged, files);
     unsigned result = 0;
     if (status != 0) {
         pwr::pwLogTagged(c_tag, PW_WARNING,

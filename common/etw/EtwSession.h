@@ -13,12 +13,19 @@
 // etwBackend(), so the same logic runs against a fake in tests; outside
 // Windows each operation answers false with an "ERROR: " line.
 //
+// A copy of a session shares the system session (its handle) with the
+// original but not a trace file opened for post-processing: the copy starts
+// with none open, and only the session that opened a file closes it.
+//
 // Threads: a session is used from one thread. The merge statics (file list,
 // merge thread) may be called from any thread but one merge runs at a time.
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "common/etw/EtwBackend.h"
@@ -52,6 +59,7 @@ class PWR_API EtwSession {
     // file when empty); label: how messages name the data.
     EtwSession(std::string sessionName, const std::string& logFileName,
                const std::string& inputFileName, const std::string& label);
+    // Everything but an open trace file: see the header comment.
     EtwSession(const EtwSession& other);
     EtwSession& operator=(const EtwSession&) = delete;
     virtual ~EtwSession();
@@ -82,16 +90,29 @@ class PWR_API EtwSession {
     static std::string getProviderName(const EtwGuid& guid);
 
     static void addMergeFile(const std::string& path);
+    // Whether files are listed that no merge has taken yet.
     static bool isMergeRequired();
     static void clearMergeFiles();
-    // Starts merging the listed files on a new thread; true when the thread
-    // was created. The list is handed to that thread and emptied.
+    // Starts mergeThread on a new thread with outputPath; true when the
+    // thread was created. False while an earlier merge has not been waited
+    // for.
     static bool mergeLogs(const std::string& outputPath);
     static void waitForMergeComplete();
-    // Body of the merge thread; arg is owned by it.
+    // The merge itself: takes the listed files (the list is left empty) and
+    // merges them into mergedFileName of the output path. arg is that path,
+    // a NUL-terminated string that stays valid until the function returns.
+    // 0 when the files were merged, 1 otherwise.
     static unsigned mergeThread(void* arg);
     // outputPath with "_Capture" before its extension.
     static std::string mergedFileName(const std::string& outputPath);
+
+  protected:
+    // Process-wide merge state: the files listed for the next merge and the
+    // thread of the merge running or not yet waited for. Touch them only
+    // while holding s_mergeMutex.
+    static std::mutex s_mergeMutex;
+    static std::vector<std::string> s_mergeFileList;
+    static std::unique_ptr<std::thread> s_mergeThreadHandle;
 
   private:
     void stopSession_i();

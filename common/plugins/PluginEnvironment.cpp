@@ -183,7 +183,7 @@ bool PluginEnvironment::checkPendingSystemStateEvent(uint64_t since, uint64_t un
     return true;
 }
 
-bool PluginEnvironment::checkAndRecordReset(const pwr::id_config_t& key, uint64_t ts) {
+bool PluginEnvironment::checkAndRecordReset(pwr::id_config_t key, uint64_t ts) {
     auto sighting = m_lastSighting.find(key);
     if (sighting == m_lastSighting.end()) {
         m_lastSighting.emplace(key, ts);
@@ -239,7 +239,7 @@ std::pair<uint64_t, uint64_t> PluginEnvironment::getLastResetEvent(uint64_t ts) 
 
 // --- PMT endpoint registry.
 
-bool PluginEnvironment::addLoadedPMT(const pwr::_vexa_aggregator_info& info) {
+bool PluginEnvironment::addLoadedPMT(pwr::_vexa_aggregator_info info) {
     return m_loadedPMT.emplace(info.endpoint, info).second;
 }
 

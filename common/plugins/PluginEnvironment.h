@@ -196,7 +196,7 @@ class PWR_API PluginEnvironment : public pwr::LogContext {
 
     // Records the sighting of key at ts; true when it records a reset. A first
     // sighting, or one at or before the last, never does.
-    bool checkAndRecordReset(const pwr::id_config_t& key, uint64_t ts);
+    bool checkAndRecordReset(pwr::id_config_t key, uint64_t ts);
     // Whether any reset has been recorded.
     bool checkResetOccurred() const { return m_resetCount != 0; }
     // The state of the key's first reset at or after ts, or 0.
@@ -219,7 +219,7 @@ class PWR_API PluginEnvironment : public pwr::LogContext {
     // the order they were added.
 
     // Adds an endpoint; false (keeping the first) when its number is loaded.
-    bool addLoadedPMT(const pwr::_vexa_aggregator_info& info);
+    bool addLoadedPMT(pwr::_vexa_aggregator_info info);
     // The endpoint with this number, or null.
     const pwr::_vexa_aggregator_info* getLoadedPMTEndpoint(uint16_t endpoint) const;
     // The endpoints of a device name, or of a GUID.

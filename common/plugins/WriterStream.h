@@ -43,10 +43,10 @@ class PWR_API WriterStream : public pwr::MessageSink, public pwr::IdAnnouncer {
     // Every writer gets the metric; 1 when it is null, there are no writers
     // or a writer refused it.
     int pushMessage(const pwr::Metric* metric);
-    // A new text message through the environment's writer stream. Throws
-    // std::runtime_error("ERROR: Writer stream is not initialized") when the
-    // environment has none.
-    static int pushTextMessage(const std::string& text);
+    // A new text message through the environment's writer stream (which
+    // need not be this one). Throws std::runtime_error("ERROR: Writer stream
+    // is not initialized") when the environment has none.
+    int pushTextMessage(const std::string& text);
 
     bool isSupportedTableClass(pwr::TableClass tableClass) const;
 

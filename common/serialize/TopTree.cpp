@@ -427,6 +427,10 @@ TNode* TopTree::insert_i(TNode* parent, uint64_t key, TNode* node) {
     return node;
 }
 
+int TopTree::addNode(int packageID, int moduleID, int coreID, int threadID) {
+    return addNode(packageID, moduleID, coreID, threadID, TNodeCore::c_32BitMask);
+}
+
 int TopTree::addNode(int packageID, int moduleID, int coreID, int threadID,
                      uint32_t coreModelIDAndType) {
     return addPath_i({{top_node_type::Package, packageID, TNodeCore::c_32BitMask},

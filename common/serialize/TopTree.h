@@ -207,7 +207,9 @@ class PWR_API TopTree {
     // the path has no package, an id does not fit in 16 bits or a new node's
     // key is taken by a node elsewhere in the tree.
     int addNode(int packageID, int moduleID, int coreID, int threadID,
-                uint32_t coreModelIDAndType = TNodeCore::c_32BitMask);
+                uint32_t coreModelIDAndType);
+    // The same for a core whose model the processor does not report.
+    int addNode(int packageID, int moduleID, int coreID, int threadID);
 
     // Replaces the tree with the one described by description (format at the
     // top of this file), numbers it with setUniqueID and dumps it at

@@ -1,6 +1,7 @@
 #include "common/usage/Option.h"
 
 #include <algorithm>
+#include <ios>
 
 #include "common/usage/ConsoleWidth.h"
 
@@ -269,6 +270,19 @@ std::string Option::getFormattedDescription() const {
     append("Note: ", m_notes);
     append("Alias: ", m_alias);
     return text;
+}
+
+void Option::formatWhitespace(std::stringstream& out) const {
+    if (m_tabLevel != TabLevel::THREE) {
+        return;
+    }
+    out << "\t\t";
+    out.setf(std::ios_base::left, std::ios_base::adjustfield);
+    out.width(static_cast<std::streamsize>(getFieldWidth()));
+}
+
+size_t Option::getFieldWidth() const {
+    return getNameColumn().size() + c_minGap;
 }
 
 void Option::formatWhitespace(std::stringstream& out, size_t used, size_t column) {

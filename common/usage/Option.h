@@ -6,6 +6,10 @@
 // The normal name (the name without its leading dashes) is the option's key.
 // Options are plain values: copy them freely; nothing is shared and nothing is
 // locked, so one object must not be changed while another thread reads it.
+//
+// The JSON form is built with nlohmann-json: code that includes this header
+// needs its headers on the include path (only the forward declarations are
+// included here).
 #pragma once
 
 #include <cstddef>
@@ -13,6 +17,8 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <nlohmann/json_fwd.hpp>
 
 #include "common/runtime/Export.h"
 
@@ -93,8 +99,12 @@ class PWR_API Option {
     // room beside the name column, the description goes below the name.
     std::string format(size_t width, size_t descriptionColumn) const;
 
-    // The option as a JSON object: every attribute under its key, and the
-    // valid arguments under "valid args".
+    // Puts the option's JSON object (every attribute under its key, and the
+    // valid arguments under "valid args") into out: appended when out is an
+    // array, its keys set when out is an object, and out replaced by it
+    // otherwise (a null value becomes the object).
+    void formatJson(nlohmann::json& out) const;
+    // The same object as one line of text, keys in the order of Attribute.
     std::string formatJson() const;
 
   protected:
@@ -104,8 +114,17 @@ class PWR_API Option {
     // it; empty unless that field begins with "-".
     std::string getNameColumnFormat(Attribute which) const;
     std::string getTabString() const;
+    // Starts a row of an option at tab level 3: writes two tab characters
+    // and sets out's field width to getFieldWidth(), left-aligned, so that
+    // the name column written next is padded up to where the description
+    // starts. At the other tab levels it writes nothing and leaves out as it
+    // is.
+    void formatWhitespace(std::stringstream& out) const;
     // Pads a row from column `used` to `column` (at least two blanks).
     static void formatWhitespace(std::stringstream& out, size_t used, size_t column);
+    // The name column and the two blanks that separate it from the
+    // description.
+    size_t getFieldWidth() const;
     // Removes the listed characters from both ends of text and collapses each
     // run of them inside it to the run's first character:
     // stripChars("--print--fms", "-") is "print-fms".

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <mutex>
+#include <set>
 #include <sstream>
+#include <utility>
 
 #include "common/usage/ConsoleWidth.h"
 
@@ -87,6 +90,20 @@ const std::vector<std::string>& findRow(const std::vector<IpRow>& rows,
     return rows.front().names;
 }
 
+// The TCSS IP row is one for the process (UsageText::updateTcssIpInfo), so
+// the UsageTexts that show it are known here. Never destroyed: a UsageText
+// with static storage may outlive any static of this file.
+struct TcssState {
+    std::mutex mutex;
+    std::set<UsageText*> texts;
+    std::vector<std::string> names;
+};
+
+TcssState& tcssState() {
+    static TcssState& state = *new TcssState{{}, {}, findRow(tcssRows(), c_defaultRow)};
+    return state;
+}
+
 // The column where the descriptions of these options start: two blanks past
 // the longest name column.
 size_t descriptionColumn(const std::vector<const Option*>& options) {
@@ -102,9 +119,37 @@ size_t descriptionColumn(const std::vector<const Option*>& options) {
 UsageText::UsageText(const std::string& programName) : m_programName(programName) {
     addHostOptions_i();
     addFeatureOptions_i();
+    register_i();
 }
 
-UsageText::~UsageText() = default;
+UsageText::UsageText(const UsageText& other)
+    : m_programName(other.m_programName),
+      m_groups(other.m_groups),
+      m_featureOptions(other.m_featureOptions) {
+    register_i();
+}
+
+UsageText::UsageText(UsageText&& other)
+    : m_programName(std::move(other.m_programName)),
+      m_groups(std::move(other.m_groups)),
+      m_featureOptions(std::move(other.m_featureOptions)) {
+    register_i();
+}
+
+UsageText::~UsageText() {
+    TcssState& state = tcssState();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    state.texts.erase(this);
+}
+
+void UsageText::register_i() {
+    TcssState& state = tcssState();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    if (Option* option = findFeatureOption(c_tcssFeature, c_tcssOption)) {
+        option->setValidArgs(state.names);
+    }
+    state.texts.insert(this);
+}
 
 void UsageText::addHostOptions_i() {
     const TabLevel level = TabLevel::ONE;
@@ -218,12 +263,13 @@ void UsageText::addFeatureOptions_i() {
     addFeatureOption(c_pchFeature, latLimit);
     addFeatureOption("acpi-dstate",
                      Option("no-device-filter", "Display all devices (turn off filtering)", level));
-    Option tcss =
-        Option(c_tcssOption, "Specify three IPs to monitor [default PCIE0, PCIE1, TBT0]", level)
-            .setArg("<arg, arg, arg>")
-            .setArgDefault("PCIE0, PCIE1, TBT0");
-    tcss.setValidArgs(getTcssIpNames(c_defaultRow));
-    addFeatureOption(c_tcssFeature, tcss);
+    // Its valid arguments are those of the process's TCSS row (register_i).
+    addFeatureOption(c_tcssFeature, Option(c_tcssOption,
+                                           "Specify three IPs to monitor [default PCIE0, PCIE1, "
+                                           "TBT0]",
+                                           level)
+                                        .setArg("<arg, arg, arg>")
+                                        .setArgDefault("PCIE0, PCIE1, TBT0"));
 }
 
 Option* UsageText::findOption(const std::string& groupTitle, const std::string& name) {
@@ -273,8 +319,13 @@ void UsageText::updatePchDeviceInfo(const std::string& platform) {
 }
 
 void UsageText::updateTcssIpInfo(const std::string& platform) {
-    if (Option* option = findFeatureOption(c_tcssFeature, c_tcssOption)) {
-        option->setValidArgs(getTcssIpNames(platform));
+    TcssState& state = tcssState();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    state.names = getTcssIpNames(platform);
+    for (UsageText* text : state.texts) {
+        if (Option* option = text->findFeatureOption(c_tcssFeature, c_tcssOption)) {
+            option->setValidArgs(state.names);
+        }
     }
 }
 

@@ -4,16 +4,23 @@
 // A new UsageText holds the host's options and the sub-options of the
 // features that the library knows; the host and plug-ins may add more
 // (valid arguments of "--result", sub-options of their own features) before
-// rendering. The IP sub-options start with the valid arguments of the
-// "DEFAULT" platform row; updatePchDeviceInfo and updateTcssIpInfo switch
-// them to the row of the platform found. A UsageText is a plain value
-// without locks: fill it on one thread, then render it from any.
+// rendering. The PCH IP sub-option starts with the valid arguments of the
+// "DEFAULT" platform row, and updatePchDeviceInfo switches one UsageText to
+// the row of the platform found. The TCSS IP row is chosen once for the
+// process: updateTcssIpInfo switches every UsageText, those that exist and
+// those made later, to the row of the platform found ("DEFAULT" until then).
+//
+// A UsageText is a plain value without locks of its own: fill it on one
+// thread, then render it from any. Call updateTcssIpInfo during set-up,
+// before any thread renders.
 #pragma once
 
 #include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
+
+#include <nlohmann/json_fwd.hpp>
 
 #include "common/runtime/Export.h"
 #include "common/usage/Option.h"
@@ -30,8 +37,8 @@ class PWR_API UsageText {
   public:
     // programName is what the usage line calls the program ("vantry").
     explicit UsageText(const std::string& programName);
-    UsageText(const UsageText&) = default;
-    UsageText(UsageText&&) = default;
+    UsageText(const UsageText& other);
+    UsageText(UsageText&& other);
     UsageText& operator=(const UsageText&) = default;
     UsageText& operator=(UsageText&&) = default;
     ~UsageText();
@@ -51,26 +58,41 @@ class PWR_API UsageText {
     // The sub-option of a feature by its normal name; null when there is none.
     Option* findFeatureOption(const std::string& feature, const std::string& name);
 
-    // The valid arguments of "lat-limit-ip" and "tcss-ip" become those of the
+    // The valid arguments of "lat-limit-ip" (of this UsageText) and of
+    // "tcss-ip" (of every UsageText of the process) become those of the
     // platform's row, or of the "DEFAULT" row for a platform without one. A
     // row also serves platforms whose name starts with its key and a
     // separator ("MTL-P" uses "MTL").
     void updatePchDeviceInfo(const std::string& platform);
-    void updateTcssIpInfo(const std::string& platform);
+    static void updateTcssIpInfo(const std::string& platform);
     static std::vector<std::string> getPchDeviceNames(const std::string& platform);
     static std::vector<std::string> getTcssIpNames(const std::string& platform);
 
     // The whole usage text, wrapped at width columns; 0 asks the console.
     // Descriptions of one section start in one column.
     std::string formatText(size_t width = 0) const;
-    // The whole usage as one JSON object: "program", then "groups" (each with
-    // "name" and "options") and "features" (each with "name" and "options").
-    // indent < 0 writes it on one line.
+    // Puts the whole usage as one JSON object into out: "program", then
+    // "groups" (each with "name" and "options") and "features" (each with
+    // "name" and "options"), every option as Option::formatJson makes it.
+    // Appended when out is an array, its keys set when out is an object, and
+    // out replaced by it otherwise (a null value becomes the object).
+    void formatJson(nlohmann::json& out) const;
+    // A temporary has nowhere to keep the result (and would otherwise be
+    // taken for an indent).
+    void formatJson(const nlohmann::json& out) const = delete;
+    // The same object as text, keys in the order above; indent < 0 writes it
+    // on one line.
     std::string formatJson(int indent = 4) const;
+    // Appends each of args as a string to array, a JSON array or null (which
+    // becomes an array). False, with array untouched, for any other value.
+    static bool appendArgsJson(nlohmann::json& array, const std::vector<std::string>& args);
 
   private:
     void addHostOptions_i();
     void addFeatureOptions_i();
+    // Joins the UsageTexts that updateTcssIpInfo switches, with the TCSS row
+    // chosen so far.
+    void register_i();
 
     std::string m_programName;
     std::vector<OptionGroup> m_groups;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -57,7 +58,8 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(MaskCase{"7:4", true, 7, 4}, MaskCase{"63:0", true, 63, 0},
                       MaskCase{"7", false, 0, 0}, MaskCase{"7:4:1", false, 0, 0},
                       MaskCase{"a:4", false, 0, 0}, MaskCase{"7:", false, 0, 0},
-                      MaskCase{"256:0", false, 0, 0}));
+                      // Any two numbers make a mask; each is read back as 8 bits.
+                      MaskCase{"300:0", true, 300 % 256, 0}, MaskCase{"0x1FF:256", true, 0xFF, 0}));
 
 TEST(BitRangeTest, ExtractsFieldsUpToTheTopBit) {
     EXPECT_EQ(extractBitRangeValue(0xAB, 7, 4), 0xAu);
@@ -345,6 +347,32 @@ INSTANTIATE_TEST_SUITE_P(
                   SpecifierMatch::NONE, nullptr},
         MatchCase{[] { return new ValueSpecifier("SKU", "P-28W"); }, "P-28W", SpecifierMatch::EXACT,
                   nullptr}));
+
+// A platform's own kind of value, matched whole by the subclass.
+class AnyCaseSpecifier : public ValueSpecifier {
+  public:
+    using ValueSpecifier::ValueSpecifier;
+    SpecifierMatch is_match(const std::string& value) const override {
+        std::string upper = value;
+        for (char& c : upper) {
+            c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+        }
+        return ValueSpecifier::is_match(upper);
+    }
+};
+
+TEST(SpecifierTest, MatchIsVirtualAndClonesAnswerAlike) {
+    const AnyCaseSpecifier sku("SKU", "P-28W");
+    const Specifier& base = sku;
+    EXPECT_EQ(base.is_match("p-28w"), SpecifierMatch::EXACT);
+
+    const std::unique_ptr<Specifier> range(RangeSpecifier("PCH-ID", 0x51, 0x5F).clone());
+    EXPECT_EQ(range->getType(), "PCH-ID");
+    EXPECT_EQ(range->is_match("0x55"), SpecifierMatch::PARTIAL);
+    const std::unique_ptr<Specifier> fms(FMSSpecifier(6, 0x9A, -1).clone());
+    EXPECT_EQ(fms->toString(), "0x6.0x9a.-");
+    EXPECT_EQ(fms->is_match("6.0x9A.3"), SpecifierMatch::PARTIAL);
+}
 
 TEST(SpecifierTest, BadIdsCannotBeBuilt) {
     EXPECT_THROW(PCISpecifier("0x18086", "1"), std::invalid_argument);

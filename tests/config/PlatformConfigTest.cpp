@@ -7,6 +7,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "common/serialize/SystemMetadata.h"
@@ -198,6 +199,46 @@ TEST_F(PlatformConfigTest, QueriesNameWhatIsMissing) {
          "ERROR: Duplicate messages found\n"}));
 }
 
+// Only a tag must begin with a letter; names, prefixes and mask fields need
+// nothing more than the line's shape.
+TEST_F(PlatformConfigTest, NamesNeedOnlyTheirShapeAndMasksTwoNumbers) {
+    ASSERT_EQ(parseText("6ADL_MODEL_3SOC-ID_CONSTANT_VALUE=7\n"
+                        "6ADL.P-6ADL_CORE+1_C6+X_MSR_ADDRESS=1\n"
+                        "6ADL.P_CORE+1_C6+X_MSR_MASK=300:0\n"
+                        "6ADL.P_CORE+1_G/1_MSG_GROUP=C6+X\n"
+                        "6ADL.P_CORE+1_K=1_MSR_ADDRESS=2\n"
+                        "6ADL.P_CORE+1_H_MSG_SOURCE=CORE+1_K=1\n"),
+              0)
+        << err;
+    EXPECT_EQ(platformFor("3SOC-ID", "7"), "6ADL");
+    EXPECT_EQ(messages("6ADL.P", "CORE+1"),
+              (std::vector<std::string>{"6ADL.P:CORE+1_C6+X", "6ADL.P:CORE+1_G/1",
+                                        "6ADL.P:CORE+1_K=1", "6ADL.P:CORE+1_H"}));
+    std::vector<InputMsg*> c6;
+    ASSERT_EQ(parser().getMessagesFor(c6, "6ADL.P", "CORE+1", {"C6+X"}), 0);
+    ASSERT_EQ(c6.size(), 1u);
+    std::string mask;
+    EXPECT_TRUE(c6[0]->getOperations().at(0)->getPacket()->get("MASK", mask));
+    EXPECT_EQ(mask, "300:0");
+}
+
+// Copy assignment exists; the only parser there is can be assigned to
+// itself, which must keep what it read and what it handed out.
+TEST_F(PlatformConfigTest, SelfAssignmentKeepsWhatWasRead) {
+    static_assert(std::is_copy_assignable<VexaConfigFileParser>::value,
+                  "the parser has a copy assignment");
+    ASSERT_EQ(parseText("ADL_MODEL_FMS_CONSTANT_VALUE=6.0x97.2\nADL_CORE_C6_MSR_ADDRESS=1\n"), 0);
+    std::vector<InputMsg*> before;
+    ASSERT_EQ(parser().getMessagesFor(before, "ADL", "CORE", {}), 0);
+    VexaConfigFileParser& same = parser();
+    parser() = same;
+    std::vector<InputMsg*> after;
+    ASSERT_EQ(parser().getMessagesFor(after, "ADL", "CORE", {}), 0);
+    EXPECT_EQ(after, before);
+    EXPECT_EQ(after.at(0)->getOperationCount(), 1u);
+    EXPECT_EQ(platformFor("FMS", "6.0x97.2"), "ADL");
+}
+
 TEST_F(PlatformConfigTest, FilesAndSecondParseAreChecked) {
     EXPECT_EQ(parseFiles({"no_such_platform.cfg"}), -1);
     EXPECT_EQ(err, std::string("Error opening config file no_such_platform.cfg\n") + c_sanity);
@@ -284,7 +325,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         BadLineCase{"ADL_CORE_C6_MSG\n", nullptr, nullptr, nullptr},
         BadLineCase{"ADL_CORE_C6=1\n", nullptr, nullptr, nullptr},
-        BadLineCase{"6ADL_CORE_C6_MSG_ID=1\n", "platformHead", nullptr, nullptr},
+        BadLineCase{"-ADL_CORE_C6_MSG_ID=1\n", "platformHead", nullptr, nullptr},
         BadLineCase{"ADL-_CORE_C6_MSG_ID=1\n", "platformTail", nullptr, nullptr},
         BadLineCase{"ALL-ADL_CORE_C6_MSG_ID=1\n", "platformTail",
                     "ERROR: platform \"ALL\" cannot have the parent \"ADL\"!\n", nullptr},
@@ -312,7 +353,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadLineCase{"ADL_MODEL_FMS_CONSTANT_RANGE=1-2\n", "modelRange", nullptr, nullptr},
         BadLineCase{"ADL_MODEL_SOC_VARIABLE_VALUE=1\n", "modelSpec", nullptr, nullptr},
         BadLineCase{"ADL_MODEL_SOC_CONSTANT_VALUE=\n", "modelValue", nullptr, nullptr},
-        BadLineCase{"ADL_MODEL_3SOC_CONSTANT_VALUE=1\n", "modelOtherRule", nullptr, nullptr},
+        BadLineCase{"ADL_MODEL__CONSTANT_VALUE=1\n", "modelOtherRule", nullptr, nullptr},
         BadLineCase{"ADL__C6_MSG_ID=1\n", "prefixRule", nullptr, nullptr},
         BadLineCase{"ADL_CORE_CAPABILITY_COMMAND-LINE_NAME=x\n", "capValue",
                     "WARNING: invalid token NAME; expected \"VALUE\"\n", nullptr},
@@ -345,6 +386,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadLineCase{"ADL_CORE_C6_MSG_GROUP=C7\n", "msgGroupList",
                     "WARNING: couldn't append message C7 to message CORE_C6!\n", nullptr},
         BadLineCase{"ADL_CORE_C6_MSG_GROUP=A_B_C\n", "name", nullptr, nullptr},
+        BadLineCase{"ADL_CORE_C6_MSG_GROUP=CORE_7X\n", "name", nullptr, nullptr},
         BadLineCase{"ADL_CORE_C6_MSG_COLOR=1\n", "msgSource", nullptr, nullptr},
         BadLineCase{"ADL_CORE_C6_CONSTANT_KEY=\n", "constantAnyValue",
                     "ERROR creating packet with key = KEY\n", nullptr},

@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <mutex>
+#include <string>
+#include <vector>
 
 #include "common/etw/EtwProvider.h"
 #include "common/etw/EtwSession.h"
@@ -28,6 +31,7 @@ EtwGuid guid(uint32_t first) {
 
 class EtwSessionTest : public ::testing::Test {
   protected:
+    void TearDown() override { EtwSession::clearMergeFiles(); }
     pwr::test::LogCapture log;
     FakeEtwBackend fake;
     EtwSession session{"S1", "f.etl", "", "user"};
@@ -186,6 +190,50 @@ TEST_F(EtwSessionTest, OrderedStructEventRoundTrips) {
     EXPECT_EQ(order, 9u);
     ASSERT_EQ(size, sizeof(payload));
     EXPECT_EQ(std::memcmp(data, &payload, sizeof(payload)), 0);
+
+    // The readers that take the record alone hand back the same structure.
+    EXPECT_EQ(EtwProvider::ReadOrderedStructEvent(&record), data);
+    EXPECT_EQ(EtwProvider::ReadStructEvent(&record), record.userData);
+    EtwEventRecord empty;
+    EXPECT_EQ(EtwProvider::ReadStructEvent(&empty), nullptr);
+    empty.userData = record.userData;
+    empty.userDataLength = 3;  // shorter than an order number
+    EXPECT_EQ(EtwProvider::ReadOrderedStructEvent(&empty), nullptr);
+}
+
+TEST_F(EtwSessionTest, CopyLeavesTheOpenTraceFileToTheOriginal) {
+    ASSERT_TRUE(session.preparepostProcessLog());
+    {
+        const EtwSession copy(session);
+        EXPECT_EQ(copy.getSessionName(), "S1");
+    }
+    EXPECT_TRUE(session.postProcessLog());
+    EXPECT_EQ(fake.calls(), (std::vector<std::string>{"open f.etl", "process 7", "close 7"}));
+}
+
+// Opens the merge state to the tests.
+class OpenSession : public EtwSession {
+  public:
+    using EtwSession::s_mergeFileList;
+    using EtwSession::s_mergeMutex;
+    using EtwSession::s_mergeThreadHandle;
+};
+
+TEST_F(EtwSessionTest, MergeThreadTakesTheListedFilesAndTheOutputPath) {
+    EtwSession::addMergeFile("a.etl");
+    EtwSession::addMergeFile("b.etl");
+    {
+        std::lock_guard<std::mutex> lock(OpenSession::s_mergeMutex);
+        EXPECT_EQ(OpenSession::s_mergeFileList, (std::vector<std::string>{"a.etl", "b.etl"}));
+        EXPECT_FALSE(OpenSession::s_mergeThreadHandle);
+    }
+    std::string path = "out/run.etl";
+    EXPECT_EQ(EtwSession::mergeThread(&path[0]), 0u);
+    EXPECT_FALSE(EtwSession::isMergeRequired());
+    EXPECT_EQ(fake.calls(),
+              (std::vector<std::string>{"load KernelTraceControl.dll",
+                                        "merge out/run_Capture.etl a.etl b.etl", "unload"}));
+    EXPECT_TRUE(log.loggedExactly({"Merging ETW files to \"out/run_Capture.etl\" started.\n"}));
 }
 
 TEST(EtwMergeName, CaptureGoesBeforeTheExtension) {

@@ -168,7 +168,8 @@ class FakeMetric : public MetricPlugin {
                  << entry.second.last << " ("
                  << env->getSecFromTimestamp(entry.second.last - entry.second.first) << " s)\n";
         }
-        WriterStream::pushTextMessage(text.str());
+        static_cast<WriterStream*>(PluginEnvironment::current()->getWriterStream())
+            ->pushTextMessage(text.str());
         return 0;
     }
     bool getOrgMsgTag(const vexa_driver_msg*, std::string&) const override { return false; }

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include <nlohmann/json.hpp>
+
 #include "common/usage/ConsoleWidth.h"
 #include "common/usage/Option.h"
 
@@ -18,6 +20,7 @@ namespace {
 // Opens the protected helpers to the tests.
 class OpenOption : public Option {
   public:
+    using Option::formatWhitespace;
     using Option::getNameColumnFormat;
     using Option::getTabString;
     using Option::Option;
@@ -129,6 +132,41 @@ TEST(OptionTest, AttributesAndKeys) {
         EXPECT_EQ(option.getAttribute(expected[i].first), expected[i].second) << i;
         EXPECT_STREQ(Option::getAttributeKey(expected[i].first), keys[i]);
     }
+}
+
+TEST(OptionTest, TabLevelThreeRowStartsWithTwoTabsAndAFieldWidth) {
+    const OpenOption deep("leaf", "Deep", TabLevel::THREE);
+    std::stringstream row;
+    deep.formatWhitespace(row);
+    EXPECT_EQ(row.str(), "\t\t");
+    row << deep.getNameColumn() << "Deep";
+    EXPECT_EQ(row.str(), "\t\t--option leaf  Deep");
+
+    // Other levels leave the stream alone.
+    const OpenOption shallow("leaf", "Shallow", TabLevel::TWO);
+    std::stringstream other;
+    shallow.formatWhitespace(other);
+    other << "x";
+    EXPECT_EQ(other.str(), "x");
+}
+
+TEST(OptionTest, JsonValueReceivesTheOption) {
+    Option option("--log", "Save output", TabLevel::ONE, "-l");
+    option.setArg("<filename>");
+    option.appendValidArgs({"a.txt"});
+    nlohmann::json object;
+    option.formatJson(object);
+    EXPECT_EQ(object, nlohmann::json::parse(option.formatJson()));
+    EXPECT_EQ(object.at("abbreviation"), "-l");
+    EXPECT_EQ(object.at("normal name"), "log");
+    EXPECT_EQ(object.at("valid args"), nlohmann::json::array({"a.txt"}));
+    EXPECT_EQ(object.size(), 11u);
+
+    nlohmann::json options = nlohmann::json::array();
+    option.formatJson(options);
+    option.formatJson(options);
+    ASSERT_EQ(options.size(), 2u);
+    EXPECT_EQ(options[1], object);
 }
 
 TEST(OptionTest, StripCharsTrimsEndsAndCollapsesRuns) {

@@ -25,7 +25,14 @@ TEST(UsageTextTest, PlainTextAtHundredColumnsMatchesGolden) {
     EXPECT_EQ(UsageText("vantry").formatText(100), golden);
 }
 
-TEST(UsageTextTest, ValidArgsFollowThePlatformRowOrDefault) {
+// The TCSS row is process-wide: each test that changes it puts the default
+// row back, whatever happens.
+class TcssRowTest : public ::testing::Test {
+  protected:
+    void TearDown() override { UsageText::updateTcssIpInfo("DEFAULT"); }
+};
+
+TEST_F(TcssRowTest, ValidArgsFollowThePlatformRowOrDefault) {
     UsageText usage("vantry");
     const Option* tcss = usage.findFeatureOption("tcss-pm-dbg", "tcss-ip");
     const Option* pch = usage.findFeatureOption("pch-ip-lat-limit", "lat-limit-ip");
@@ -36,7 +43,7 @@ TEST(UsageTextTest, ValidArgsFollowThePlatformRowOrDefault) {
     EXPECT_EQ(tcss->getValidArgs(), tcssDefault);
     EXPECT_EQ(pch->getValidArgs(), pchDefault);
 
-    usage.updateTcssIpInfo("MTL-P");
+    UsageText::updateTcssIpInfo("MTL-P");
     usage.updatePchDeviceInfo("adl");
     EXPECT_EQ(tcss->getValidArgs(), UsageText::getTcssIpNames("MTL"));
     EXPECT_EQ(pch->getValidArgs(), UsageText::getPchDeviceNames("ADL"));
@@ -45,10 +52,26 @@ TEST(UsageTextTest, ValidArgsFollowThePlatformRowOrDefault) {
 
     // Replaced, not appended to; an unknown platform (or a longer name that
     // merely starts like a known one) falls back to the default row.
-    usage.updateTcssIpInfo("MTLX");
+    UsageText::updateTcssIpInfo("MTLX");
     usage.updatePchDeviceInfo("UNKNOWN");
     EXPECT_EQ(tcss->getValidArgs(), tcssDefault);
     EXPECT_EQ(pch->getValidArgs(), pchDefault);
+}
+
+TEST_F(TcssRowTest, TcssRowIsOneForTheProcess) {
+    UsageText before("vantry");
+    UsageText::updateTcssIpInfo("ADL");
+    const UsageText copy(before);
+    const UsageText after("vantry");
+    const std::vector<std::string> adl = UsageText::getTcssIpNames("ADL");
+    for (const UsageText* usage : std::vector<const UsageText*>{&before, &copy, &after}) {
+        const auto& tcss = usage->getIndividualFeatureOptions().at("tcss-pm-dbg").at(0);
+        EXPECT_EQ(tcss.getValidArgs(), adl);
+    }
+    // The PCH row stays each UsageText's own.
+    before.updatePchDeviceInfo("ADL");
+    EXPECT_EQ(after.getIndividualFeatureOptions().at("pch-ip-lat-limit").at(0).getValidArgs(),
+              UsageText::getPchDeviceNames("DEFAULT"));
 }
 
 TEST(UsageTextTest, JsonParsesBackWithEveryOptionAndKey) {
@@ -95,6 +118,33 @@ TEST(UsageTextTest, JsonParsesBackWithEveryOptionAndKey) {
                                             "pcie-lpm", "tcss-pm-dbg"}));
     EXPECT_EQ(groups[1].at("options")[3].at("valid args"), nlohmann::json::array({"sum", "csv"}));
     EXPECT_EQ(nlohmann::json::parse(usage.formatJson(-1)), json);
+}
+
+TEST(UsageTextTest, JsonValueReceivesTheUsage) {
+    UsageText usage("vantry");
+    const nlohmann::json text = nlohmann::json::parse(usage.formatJson());
+
+    nlohmann::json doc;
+    usage.formatJson(doc);
+    EXPECT_EQ(doc, text);
+    // An object keeps its other keys; an array gets the usage appended.
+    nlohmann::json object = {{"tool", "x"}, {"program", "old"}};
+    usage.formatJson(object);
+    EXPECT_EQ(object.at("tool"), "x");
+    EXPECT_EQ(object.at("program"), "vantry");
+    EXPECT_EQ(object.at("groups"), text.at("groups"));
+    nlohmann::json list = nlohmann::json::array({1});
+    usage.formatJson(list);
+    ASSERT_EQ(list.size(), 2u);
+    EXPECT_EQ(list[1], text);
+
+    nlohmann::json args;
+    EXPECT_TRUE(UsageText::appendArgsJson(args, {"sum", "csv"}));
+    EXPECT_TRUE(UsageText::appendArgsJson(args, {"json"}));
+    EXPECT_EQ(args, nlohmann::json::array({"sum", "csv", "json"}));
+    nlohmann::json notAnArray = {{"a", 1}};
+    EXPECT_FALSE(UsageText::appendArgsJson(notAnArray, {"sum"}));
+    EXPECT_EQ(notAnArray, (nlohmann::json{{"a", 1}}));
 }
 
 }  // namespace
