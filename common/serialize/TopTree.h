@@ -206,8 +206,7 @@ class PWR_API TopTree {
     // c_32BitMask. Returns 0, or -1 with a warning and the tree unchanged when
     // the path has no package, an id does not fit in 16 bits or a new node's
     // key is taken by a node elsewhere in the tree.
-    int addNode(int packageID, int moduleID, int coreID, int threadID,
-                uint32_t coreModelIDAndType);
+    int addNode(int packageID, int moduleID, int coreID, int threadID, uint32_t coreModelIDAndType);
     // The same for a core whose model the processor does not report.
     int addNode(int packageID, int moduleID, int coreID, int threadID);
 
