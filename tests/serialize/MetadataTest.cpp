@@ -201,38 +201,18 @@ TEST(MetadataTest, HostileInputIsRefused) {
     EXPECT_EQ(readBack(nested.data), nullptr);
     // A nested record of an unknown type is named like a top-level one; a
     // nested record of another known kind is read and refused.
+    const auto oneNested = [](Bytes nestedRecord) {
+        Bytes message;
+        message.u32(0).u32(1).u32(2).u32(3).str("cap").u16(0).str("msg").u16(1);
+        message.data.insert(message.data.end(), nestedRecord.data.begin(), nestedRecord.data.end());
+        return message.data;
+    };
     ::testing::internal::CaptureStderr();
-    EXPECT_EQ(readBack(Bytes()
-                           .u32(0)
-                           .u32(1)
-                           .u32(2)
-                           .u32(3)
-                           .str("cap")
-                           .u16(0)
-                           .str("msg")
-                           .u16(1)
-                           .u32(1179800662)
-                           .data),
-              nullptr);
+    EXPECT_EQ(readBack(oneNested(Bytes().u32(1179800662))), nullptr);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(),
               "ERROR: unsupported Metadata Data Type 1179800662\n");
     ::testing::internal::CaptureStderr();
-    EXPECT_EQ(readBack(Bytes()
-                           .u32(0)
-                           .u32(1)
-                           .u32(2)
-                           .u32(3)
-                           .str("cap")
-                           .u16(0)
-                           .str("msg")
-                           .u16(1)
-                           .u32(4)
-                           .str("col")
-                           .u16(0)
-                           .u16(0)
-                           .u16(0)
-                           .data),
-              nullptr);
+    EXPECT_EQ(readBack(oneNested(Bytes().u32(4).str("col").u16(0).u16(0).u16(0))), nullptr);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
     // Counts far beyond the bytes present.
     const Bytes manyPairs = Bytes().u32(4).str("col").u16(0xFFFF).str("x").str("1");
