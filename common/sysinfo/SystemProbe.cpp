@@ -161,7 +161,8 @@ bool levelTells_i(const std::vector<LogicalCpu>& cpus, Level levelOf, Parent par
 
 // Builds the tree from cpus (see the top of SystemProbe.h for the levels it
 // keeps) and replaces system.cpuTopology with it. On a hybrid processor each
-// core carries CPUID.1A:EAX of its first logical processor. Returns the number
+// core carries CPUID.1A:EAX of its first logical processor, on any other 0.
+// Returns the number
 // of things that could not be read.
 int buildTree_i(std::vector<LogicalCpu> cpus, const CpuidReader& cpuid, SystemMetadata& system) {
     if (cpus.empty()) {
@@ -210,8 +211,15 @@ int buildTree_i(std::vector<LogicalCpu> cpus, const CpuidReader& cpuid, SystemMe
         description += core;
         // The core value goes on the core's first line only: the threads of
         // one core answer alike, and a second value would refuse the tree.
+        // A processor that is not hybrid reports no native model: its cores
+        // carry 0 (what CPUID.1A:EAX reads there), so the report lists no
+        // model line for them. A hybrid core whose value cannot be read keeps
+        // the "not reported" value and is listed as N/A.
         CpuidRegs r;
-        if (hybrid && coresSeen.insert(core).second) {
+        const bool firstOfCore = coresSeen.insert(core).second;
+        if (!hybrid && firstOfCore) {
+            description += " (0x0)";
+        } else if (hybrid && firstOfCore) {
             if (cpuid(c.number, 0x1A, 0, r) && r.eax != 0) {
                 char value[16];
                 std::snprintf(value, sizeof value, " (0x%08X)", r.eax);

@@ -199,6 +199,10 @@ TEST_F(SystemProbeTest, TwoCoreVm) {
     EXPECT_TRUE(log.logged(unread("vm2", "/sys/class/drm")));
     EXPECT_EQ(names(system.cpuTopology, top_node_type::Thread),
               (std::vector<std::string>{"Package 0/Core 0/Thread 0", "Package 0/Core 1/Thread 1"}));
+    // Not hybrid: the cores carry no native model, and the header lists none.
+    EXPECT_EQ(coreValues(system.cpuTopology), (std::vector<uint32_t>{0, 0}));
+    const std::string header = system.getSystemHWHeader();
+    EXPECT_EQ(header.substr(header.size() - 19), "\n\nCPU native model:");
     EXPECT_EQ(system.hostName, "vm-2core");
     EXPECT_EQ(system.osName, "Debian GNU/Linux 12 (bookworm)");
     EXPECT_EQ(system.osType, "Linux");
