@@ -1,5 +1,5 @@
-// long_run: drives the metrics of a simulated 64-CPU machine (2 packages x 16
-// cores x 2 threads) through the real host pipeline: `vantry --simulate`
+// long_run: drives the metrics of a simulated machine (by default 64 CPUs: 2
+// packages x 16 cores x 2 threads) through the real host pipeline: `vantry --simulate`
 // with its FILE collector reading a generated machine tree, every feature on,
 // 100 ms polls. It runs one simulated hour and, for comparison, six simulated
 // minutes, and prints for each the wall and processor time, the peak memory
@@ -9,7 +9,10 @@
 // readings to its result file and keeps only per-key statistics, so the two
 // peaks should be about equal.
 //
-//   long_run [--minutes N]   (default 60; the comparison run is N / 10)
+//   long_run [--minutes N] [--cpus N]
+//     --minutes: default 60; the comparison run is N / 10
+//     --cpus: logical processors, a multiple of 4 from 4 to 4096 (default
+//             64); always 2 packages of 2-thread cores
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -24,9 +27,10 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int c_packages = 2;
-constexpr int c_coresPerPackage = 16;
 constexpr int c_threadsPerCore = 2;
-constexpr int c_cpus = c_packages * c_coresPerPackage * c_threadsPerCore;
+// Set from --cpus before the machine is written.
+int g_coresPerPackage = 16;
+int g_cpus = c_packages * 16 * c_threadsPerCore;
 // Snapshots of the machine; the collector steps through them one per poll
 // and stays on the last, so counters move during the first polls only.
 constexpr int c_snapshots = 12;
@@ -39,9 +43,9 @@ void put(const fs::path& path, const std::string& text) {
 // Logical processors are numbered as Linux does on such a machine: the
 // first thread of every core, then the second ones.
 void cpuPlace(int cpu, int& package, int& core) {
-    const int coreIndex = cpu % (c_packages * c_coresPerPackage);
-    package = coreIndex / c_coresPerPackage;
-    core = coreIndex % c_coresPerPackage;
+    const int coreIndex = cpu % (c_packages * g_coresPerPackage);
+    package = coreIndex / g_coresPerPackage;
+    core = coreIndex % g_coresPerPackage;
 }
 
 void writeSnapshot(const fs::path& root, int k) {
@@ -49,13 +53,14 @@ void writeSnapshot(const fs::path& root, int k) {
     put(root / "proc/sys/kernel/ostype", "Linux\n");
     put(root / "proc/sys/kernel/osrelease", "6.1.0-simulated\n");
     put(root / "proc/sys/kernel/hostname", "sim64\n");
-    put(root / "sys/class/dmi/id/product_name", "Simulated 64-CPU server\n");
-    const std::string range = "0-" + std::to_string(c_cpus - 1) + "\n";
+    put(root / "sys/class/dmi/id/product_name",
+        "Simulated " + std::to_string(g_cpus) + "-CPU server\n");
+    const std::string range = "0-" + std::to_string(g_cpus - 1) + "\n";
     put(root / "sys/devices/system/cpu/present", range);
     put(root / "sys/devices/system/cpu/online", range);
     std::string header = "    ";
     std::string timer = "LOC:";
-    for (int cpu = 0; cpu < c_cpus; ++cpu) {
+    for (int cpu = 0; cpu < g_cpus; ++cpu) {
         int package = 0;
         int core = 0;
         cpuPlace(cpu, package, core);
@@ -143,8 +148,17 @@ bool runHost(const std::string& vantry, const fs::path& work, Run& run) {
 int main(int argc, char** argv) {
     int minutes = 60;
     for (int i = 1; i + 1 < argc; ++i) {
-        if (std::string(argv[i]) == "--minutes") {
+        const std::string option = argv[i];
+        if (option == "--minutes") {
             minutes = std::max(1, std::atoi(argv[i + 1]));
+        } else if (option == "--cpus") {
+            const int cpus = std::atoi(argv[i + 1]);
+            if (cpus < 4 || cpus > 4096 || cpus % 4 != 0) {
+                std::fprintf(stderr, "long_run: --cpus takes a multiple of 4 from 4 to 4096\n");
+                return 2;
+            }
+            g_cpus = cpus;
+            g_coresPerPackage = cpus / (c_packages * c_threadsPerCore);
         }
     }
     const fs::path self = fs::absolute(argv[0]);
@@ -157,7 +171,7 @@ int main(int argc, char** argv) {
     }
 
     std::vector<Run> runs = {{std::max(1, minutes / 10), {}}, {minutes, {}}};
-    std::printf("simulated machine: %d logical processors, every feature, 100 ms polls\n", c_cpus);
+    std::printf("simulated machine: %d logical processors, every feature, 100 ms polls\n", g_cpus);
     std::printf("%-10s %8s %10s %10s %12s %14s\n", "simulated", "polls", "wall s", "cpu s",
                 "peak MiB", "result MiB");
     for (Run& run : runs) {
