@@ -100,15 +100,10 @@ const IdManager* topologyForCounts() {
     return m;
 }
 
-// A node's lookup key: its level and the path of its ids from the package
-// down, 16 bits per level (the topology tree's own key).
+// A node's lookup key: its level and its key in the topology tree (the path
+// of its ids from the package down).
 std::pair<int, uint64_t> nodeKey(const TNode& node) {
-    uint64_t path = 0;
-    int shift = 0;
-    for (const TNode* n = &node; n != nullptr && shift < 64; n = n->getParent(), shift += 16) {
-        path |= static_cast<uint64_t>(static_cast<uint16_t>(n->getID())) << shift;
-    }
-    return {static_cast<int>(node.getType()), path};
+    return {static_cast<int>(node.getType()), node.getKey()};
 }
 
 template <typename Key>
@@ -135,6 +130,8 @@ const EntityHandle* EntityHandle::getSystemHandle() {
 
 const EntityHandle* EntityHandle::getCPUEntityHandle(const TNode* node) {
     if (node == nullptr) {
+        // No node has this key: null, with the usual warning before the
+        // topology exists.
         return lookup(&IdManager::nodes, std::pair<int, uint64_t>(-1, 0));
     }
     return lookup(&IdManager::nodes, nodeKey(*node));
